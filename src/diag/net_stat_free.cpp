@@ -1,0 +1,8 @@
+#include "kavonetsdk/diag.h"
+
+#include <cstdlib>
+
+void KLIBNetStatFree(NetStat *p)
+{
+    free(p);
+}

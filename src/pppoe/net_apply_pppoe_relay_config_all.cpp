@@ -1,0 +1,36 @@
+#include <cerrno>
+
+#include "frame/log.h"
+#include "frame/owner.h"
+#include "kavonetsdk/pppoe.h"
+#include "pppoe/relay_files.h"
+
+using namespace kavonet;
+
+namespace {
+
+bool list_interfaces(StringList &names)
+{
+    // Deliberately not the mode that the folder gets with a first setting.
+    if (!make_relay_folder(0754)) {
+        log_err("Generat directory [%s] failed(%d)", RELAY_FOLDER, errno);
+        return false;
+    }
+    return names && KLIBCFileEnumDir(RELAY_FOLDER, 0, names.handle(), RELAYS_AT_MOST) >= 0;
+}
+
+} // namespace
+
+int KAVONetApplyPPPoERelayConfigAll(void)
+{
+    StringList names(KLIBCSzListAlloc(RELAYS_AT_MOST));
+    if (!list_interfaces(names)) {
+        log_err("Failed to get interfaces' config");
+        return -1;
+    }
+    for (int i = 0; i < names->nItem; ++i) {
+        if (KAVONetApplyPPPoERelayConfig(KLIBCSzListGet(names.get(), i)) != 0)
+            return -1;
+    }
+    return 0;
+}

@@ -1,0 +1,32 @@
+#include <unistd.h>
+
+#include "frame/log.h"
+#include "frame/owner.h"
+#include "frame/paths.h"
+#include "kavonetsdk/pppoe.h"
+#include "pppoe/relay_files.h"
+
+using namespace kavonet;
+
+int KAVONetClearPPPoERelayConfigAll(void)
+{
+    StringList names(KLIBCSzListAlloc(RELAYS_AT_MOST));
+    if (!names) {
+        log_err("Failed to alloc memory for list");
+        return -1;
+    }
+    if (KLIBCFileExist(RELAY_FOLDER_ITSELF) == 0)
+        return 0;
+    if (KLIBCFileCheckDir(RELAY_FOLDER) == 0)
+        return -1;
+    if (KLIBCFileEnumDir(RELAY_FOLDER, 0, names.handle(), RELAYS_AT_MOST) < 0) {
+        log_err("Failed to enum [%s]", RELAY_FOLDER);
+        return -1;
+    }
+    for (int i = 0; i < names->nItem; ++i) {
+        const Path file("%s%s", RELAY_FOLDER, KLIBCSzListGet(names.get(), i));
+        if (unlink(file.c_str()) != 0)
+            log_err("Failed to unlink [%s]", file.c_str());
+    }
+    return 0;
+}

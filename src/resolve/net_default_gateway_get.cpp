@@ -1,0 +1,13 @@
+#include "kavonetsdk/resolve.h"
+
+#include "frame/error.h"
+#include "resolve/default_route.h"
+
+using namespace kavonet;
+
+int KAVONetDefaultGatewayGet(char *sz, int cb)
+{
+    if (sz == nullptr || cb <= 0)
+        return fail(NET_ERR_BAD_PARAMETER, -1);
+    return default_gateway_get(sz, cb, nullptr, 0);
+}

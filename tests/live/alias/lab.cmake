@@ -1,0 +1,2 @@
+# The two interfaces stand on two networks.
+set(lab_options --two-lans)

@@ -1,0 +1,2 @@
+# Two interfaces stand on two networks.
+set(lab_options --two-lans)
