@@ -5,6 +5,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <initializer_list>
 #include <string_view>
 
@@ -75,10 +76,11 @@ private:
 
 using Prefixes = std::initializer_list<std::string_view>;
 
+// Compared by hand: without optimisation starts_with() needs the C++ run-time library.
 inline bool begins_with_any(std::string_view line, Prefixes prefixes)
 {
     for (const std::string_view prefix : prefixes) {
-        if (line.starts_with(prefix))
+        if (line.size() >= prefix.size() && memcmp(line.data(), prefix.data(), prefix.size()) == 0)
             return true;
     }
     return false;
