@@ -54,8 +54,13 @@ bool list_names(std::vector<std::string> &names)
     std::error_code error;
     if (!std::filesystem::exists(FOLDER, error))
         return !error;
-    for (std::filesystem::directory_iterator entry(FOLDER, error), end; !error && entry != end; entry.increment(error))
-        names.push_back(entry->path().filename());
+    for (std::filesystem::directory_iterator entry(FOLDER, error), end; !error && entry != end;
+         entry.increment(error)) {
+        const std::string name = entry->path().filename();
+        // What begins so is a setting that is being written.
+        if (!name.starts_with('.'))
+            names.push_back(name);
+    }
     std::sort(names.begin(), names.end());
     return !error;
 }

@@ -28,7 +28,8 @@ NetStat *KLIBNetStatInit(unsigned int n);
 void KLIBNetStatFree(NetStat *p);
 
 /* Reads the counters of at most max interfaces from /proc/net/dev, sorted by name in natural order (eth2 before eth10).
- * Interfaces whose name contains "mon." or begins with "tap", "docker" or "zelm" are left out.
+ * Interfaces whose name contains "mon." or begins with "tap", "docker" or "zelm" are left out. A line that names no interface
+ * ends the reading: what was read before it is returned as it stood in the file, not sorted.
  * Returns the number of records filled, or -1: NET_ERR_BAD_PARAMETER (null array, max below 1), NET_ERR_OPEN_FAILED,
  * NET_ERR_BAD_FORMAT (the file could not be read to its end). */
 int KLIBNetStatGetAll(NetStat *p, int max);

@@ -33,7 +33,8 @@ int KAVOPPPoECheckStatus(int blRepair);
  * for whose end it waits: a start takes as long as the settings' connection timeout allows. After a failed start the
  * switch says "no" again. The end of pppoe-stop is not looked at.
  * Returns 0; 19, the start script's own code, when that is how it ended; or -1: NET_ERR_BAD_PARAMETER for any other op,
- * the platform's record when the settings cannot be written, none when the script ended with another code. */
+ * the platform's record when the settings cannot be written or the script not be run, none when it ended with another
+ * code. */
 int KAVOPPPoEService(unsigned int op);
 
 /* Reads the settings from /etc/ppp/pppoe.conf and, where a user is set there, name and password from
@@ -49,15 +50,15 @@ int PPPoEConfigGet(PPPoEConf *pConf);
  * quote in it as '"'"'; what does not fit in 511 characters then is dropped.
  * Refused with NET_ERR_BAD_PARAMETER and nothing written: a bad szEth; a newline or carriage return in szUser or
  * szPassword; and, because the client's scripts read pppoe.conf as a shell does, in szEth and szMTU anything but letters,
- * digits and "._:@+-". A field without its NUL ends with the field (szEth is then refused).
+ * digits and "._:@+-". That is logged, without the values. A field without its NUL ends with the field (szEth is then refused).
  * Returns 0, or -1; the keys that were written before a failure stay written, pap-secrets is old or new. */
 int PPPoEConfigSet(PPPoEConf conf);
 
 /* The name of the connection's PPP interface, as /tmp/kavopppoe.intf remembers it, else as /usr/sbin/pppoe-status says
  * (the first word of its first line with "Point-to-Point"), which is then remembered. The file is believed only when it
- * is a plain file of root or the caller that nobody else may write. cbIf is the buffer's size; a longer name is cut.
- * Returns 0, or -1: NET_ERR_BAD_PARAMETER; NET_ERR_OPEN_FAILED without /proc/net/dev; none when no interface is called
- * "ppp..." or the command names none. */
+ * is a plain file of root or the caller, with no second name, that nobody else may write. cbIf is the buffer's size; a longer
+ * name is cut. Returns 0, or -1: NET_ERR_BAD_PARAMETER; NET_ERR_OPEN_FAILED without /proc/net/dev; the platform's record
+ * without memory or when the command cannot be run; none when no interface is called "ppp..." or the command names none. */
 int KAVOPPPoeIntfGet(char *szIf, size_t cbIf);
 
 /* Address and netmask (A.B.C.D, cut to the buffer) of the connection's PPP interface. Either pair may be left out with a

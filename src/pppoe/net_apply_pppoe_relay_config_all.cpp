@@ -19,17 +19,24 @@ bool list_interfaces(StringList &names)
     return names && KLIBCFileEnumDir(RELAY_FOLDER, 0, names.handle(), RELAYS_AT_MOST) >= 0;
 }
 
+// What a setting is written to beside its file, and what a crash may have left of it.
+bool is_temporary(const char *name)
+{
+    return name[0] == '.';
+}
+
 } // namespace
 
 int KAVONetApplyPPPoERelayConfigAll(void)
 {
-    StringList names(KLIBCSzListAlloc(RELAYS_AT_MOST));
+    StringList names(KLIBCSzListAlloc(512));
     if (!list_interfaces(names)) {
         log_err("Failed to get interfaces' config");
         return -1;
     }
     for (int i = 0; i < names->nItem; ++i) {
-        if (KAVONetApplyPPPoERelayConfig(KLIBCSzListGet(names.get(), i)) != 0)
+        const char *name = KLIBCSzListGet(names.get(), i);
+        if (!is_temporary(name) && KAVONetApplyPPPoERelayConfig(name) != 0)
             return -1;
     }
     return 0;

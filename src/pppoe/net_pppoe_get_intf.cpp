@@ -85,7 +85,7 @@ int KAVOPPPoeIntfGet(char *szIf, size_t cbIf)
         return fail(NET_ERR_OPEN_FAILED, -1);
     if (!has_ppp_interface(devices))
         return -1;
-    szIf[0] = '\0';
+    memset(szIf, 0, cbIf);
     Line answer;
     const bool remembered = read_interface_cache(answer);
     if (!remembered && !ask_status_command(words, answer))

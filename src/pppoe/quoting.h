@@ -44,6 +44,21 @@ private:
     size_t length_ = 0;
 };
 
+// Whether a quoted name has its closing quote: one that did not fit its buffer has lost it.
+inline bool is_whole(const char *stored)
+{
+    if (*stored != '\'')
+        return true;
+    for (const char *c = stored + 1; *c != '\0'; ++c) {
+        if (*c != '\'')
+            continue;
+        if (strncmp(c, QUOTED_QUOTE, QUOTED_QUOTE_LENGTH) != 0)
+            return true;
+        c += QUOTED_QUOTE_LENGTH - 1;
+    }
+    return false;
+}
+
 // The plain name of one that is in quotes, or that stands without them: there a backslash before a number sign only keeps
 // it from beginning a comment.
 inline void copy_plain_name(char (&field)[256], const char *stored)

@@ -222,7 +222,7 @@ int PPPoEConfigGet(PPPoEConf *pConf)
         log_file_err("Failed to open %s", SECRETS_FILE);
         return -1;
     }
-    if (find_secret(secrets.get(), user.c_str(), pConf->szPassword))
+    if (is_whole(user.c_str()) && find_secret(secrets.get(), user.c_str(), pConf->szPassword))
         copy_plain_name(pConf->szUser, user.c_str());
     return 0;
 }
@@ -230,8 +230,10 @@ int PPPoEConfigGet(PPPoEConf *pConf)
 int PPPoEConfigSet(PPPoEConf conf)
 {
     const Settings settings(conf);
-    if (!settings.valid())
+    if (!settings.valid()) {
+        log_file_err("bad parameter PPPoEConf");
         return fail(NET_ERR_BAD_PARAMETER, -1);
+    }
     const QuotedName user(settings.user.c_str());
     const bool written = set_client_key("ETH", settings.eth.c_str()) &&
                          set_client_key("DEFAULTROUTE", conf.blDefaultRoute != 0 ? "yes" : "no") &&

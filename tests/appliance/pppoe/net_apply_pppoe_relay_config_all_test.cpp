@@ -41,6 +41,18 @@ TEST_F(ApplyAllRelays, AFileThatIsNoInterfacesNameFails)
     EXPECT_TRUE(support::is_set_in("net_apply_pppoe_relay_config.cpp", NET_ERR_BAD_PARAMETER));
 }
 
+TEST_F(ApplyAllRelays, WhatAnInterruptedSettingLeftIsPassedOver)
+{
+    add_bridge("lbr0");
+    write_relay(".ovs_eth0.abcdefgh", "enable=yes\n");
+    write_relay(".lbr1.abcdefgh", "enable=yes\n");
+    EXPECT_EQ(0, apply());
+    EXPECT_THAT(calls(), ElementsAre(started("lbr0", "wan0")));
+    EXPECT_THAT(log_lines(), IsEmpty());
+    EXPECT_EQ(NO_ERROR_SET, last_error());
+    EXPECT_THAT(support::entries(RELAY_FOLDER), ElementsAre(".lbr1.abcdefgh", ".ovs_eth0.abcdefgh", "lbr0"));
+}
+
 TEST_F(ApplyAllRelays, AMissingFolderIsMadeAndHoldsNothing)
 {
     const mode_t old = umask(0);

@@ -25,6 +25,33 @@ TEST_F(ClearRelays, DeletesEveryFileAndLeavesRelaysRunning)
     EXPECT_EQ(0, clear_all());
 }
 
+TEST_F(ClearRelays, DeletesMoreThanOneListingHolds)
+{
+    for (int i = 0; i < 300; ++i)
+        write_relay("if" + std::to_string(i), "");
+    write_relay(".lbr0.abcdefgh", "");
+    EXPECT_EQ(0, clear_all());
+    EXPECT_THAT(support::entries(RELAY_FOLDER), IsEmpty());
+    EXPECT_THAT(log_lines(), IsEmpty());
+}
+
+TEST_F(ClearRelays, ManyThatCannotBeDeletedEndIt)
+{
+    ASSERT_EQ(0, mkdir(RELAY_FOLDER, 0755));
+    for (int i = 0; i < 130; ++i)
+        ASSERT_EQ(0, mkdir(relay_file("if" + std::to_string(i)).c_str(), 0755));
+    EXPECT_EQ(0, clear_all());
+    EXPECT_EQ(128U, log_lines().size());
+    EXPECT_EQ(130U, support::entries(RELAY_FOLDER).size());
+}
+
+TEST_F(ClearRelays, WithoutMemoryAMissingFolderIsAFailureToo)
+{
+    fail_call("KLIBCSzListAlloc");
+    EXPECT_EQ(-1, clear_all());
+    EXPECT_EQ(LOG_ERR, logged_in(FILE_NAME, "Failed to alloc memory for list"));
+}
+
 TEST_F(ClearRelays, AMissingFolderIsNothingToDo)
 {
     EXPECT_EQ(0, clear_all());

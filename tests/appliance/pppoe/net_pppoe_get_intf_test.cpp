@@ -195,6 +195,23 @@ TEST_F(PppoeGetIntf, WithoutMemoryThereIsNoAnswer)
     EXPECT_FALSE(exists(CACHE));
 }
 
+TEST_F(PppoeGetIntf, MemoryIsAskedForBeforeTheKernelsListIsOpened)
+{
+    unlink("/proc/net/dev");
+    fail_call("KLIBCSzListAlloc");
+    EXPECT_EQ("untouched", get(-1));
+    EXPECT_EQ(LOG_ERR, logged_in(FILE_NAME, "Failed to alloc memory."));
+    EXPECT_EQ("fault.c", last_error().file);
+}
+
+TEST_F(PppoeGetIntf, TheWholeBufferIsCleared)
+{
+    char name[8];
+    memset(name, 'x', sizeof name);
+    EXPECT_EQ(0, KAVOPPPoeIntfGet(name, sizeof name));
+    EXPECT_EQ(0, memcmp("ppp7\0\0\0", name, sizeof name));
+}
+
 TEST_F(PppoeGetIntf, AnAnswerIsCutToTheBuffer)
 {
     char name[8];

@@ -154,6 +154,22 @@ TEST_F(CheckStatus, TakesTheSettingsLockAsItNeedsIt)
     }
 }
 
+TEST_F(CheckStatus, HoldsTheLockUntilAllIsDone)
+{
+    set_switch("yes");
+    bool free_while_written = true;
+    support::on_call("KLIBCFileSetKeyValue", [&] { free_while_written = lock_is_free(0x805); });
+    EXPECT_EQ(0, KAVOPPPoECheckStatus(-1)); // any flag but 0 repairs
+    EXPECT_FALSE(free_while_written);
+    EXPECT_EQ("pppoe_enable=\"no\"\n", settings());
+    stand_ins::run_connections(1);
+    std::vector<std::string> stopped_before;
+    support::on_call("KLIBCFileUnlock", [&] { stopped_before = calls(); });
+    EXPECT_EQ(0, KAVOPPPoECheckStatus(0));
+    EXPECT_THAT(stopped_before, ElementsAre("[/usr/sbin/pppoe-stop]"));
+    EXPECT_TRUE(lock_is_free(0x806));
+}
+
 TEST_F(CheckStatus, WithoutTheLockNothingIsLookedAt)
 {
     set_switch("no");
@@ -212,6 +228,7 @@ TEST_F(Service, AnyOtherEndOfTheStartScriptIsAFailure)
         record("/usr/sbin/pppoe-start", status);
         EXPECT_EQ(-1, KAVOPPPoEService(1)) << status;
         EXPECT_EQ("pppoe_enable=\"no\"\n", settings()) << status;
+        EXPECT_EQ(NO_ERROR_SET, last_error()) << status;
     }
     script("/usr/sbin/pppoe-start", "kill -9 $$");
     EXPECT_EQ(-1, KAVOPPPoEService(1));
@@ -380,6 +397,7 @@ TEST_F(ConfigGet, SecretsThatCannotBeOpenedAreAFailure)
     const PPPoEConf record = get(-1);
     EXPECT_STREQ("1412", record.szMTU);
     EXPECT_EQ(LOG_ERR, logged_spaced(FILE_NAME, "Failed to open /etc/ppp/pap-secrets"));
+    EXPECT_EQ(NO_ERROR_SET, last_error());
     clear();
     unopenable(SECRETS);
     get(-1);
@@ -526,6 +544,10 @@ TEST_F(ConfigSet, LongNamesComeBackAsFarAsTheyCanBeRead)
     EXPECT_EQ(fits, read_back(fits));
     EXPECT_EQ("", read_back(std::string(254, 'u')));
     EXPECT_EQ("", read_back(std::string(255, 'u')));
+    EXPECT_EQ("", read_back(std::string(254, 'u') + "*")); // whose line is cut just where the reading of the name is
+    PPPoEConf record{};
+    EXPECT_EQ(0, PPPoEConfigGet(&record));
+    EXPECT_STREQ("", record.szPassword);
     const std::string with_quote = std::string(248, 'u') + "'";
     EXPECT_EQ(with_quote, read_back(with_quote));
     EXPECT_EQ("", read_back(with_quote + "u"));
@@ -566,6 +588,8 @@ TEST_F(ConfigSet, RefusesLineEndsAndWritesNothing)
         clear();
         EXPECT_EQ(-1, PPPoEConfigSet(record));
         EXPECT_TRUE(support::is_set_in(FILE_NAME, NET_ERR_BAD_PARAMETER));
+        EXPECT_EQ(LOG_ERR, logged_spaced(FILE_NAME, "bad parameter PPPoEConf"));
+        EXPECT_EQ(1U, log_lines().size());
     }
     EXPECT_EQ(CLIENT, read_file(CLIENT_FILE));
     expect_old_secrets();
@@ -677,10 +701,22 @@ TEST_F(ConfigSet, EachFailureOfTheNewSecretsLeavesTheOldOnes)
         EXPECT_EQ(-1, PPPoEConfigSet(conf())) << failure.call;
         EXPECT_EQ(1U, log_lines().size()) << failure.call;
         EXPECT_EQ(LOG_ERR, logged_spaced(FILE_NAME, failure.message)) << failure.call;
+        EXPECT_EQ(NO_ERROR_SET, last_error()) << failure.call;
         expect_old_secrets();
     }
     clear();
     EXPECT_EQ(0, PPPoEConfigSet(conf()));
+}
+
+TEST_F(ConfigSet, TheLineIsFlushedBeforeItIsSynced)
+{
+    std::string synced;
+    support::on_call("fsync", [&] {
+        if (exists(NEW_SECRETS))
+            synced = read_file(NEW_SECRETS);
+    });
+    EXPECT_EQ(0, PPPoEConfigSet(conf()));
+    EXPECT_EQ("'user'\t*\ts3cret-Word\n", synced);
 }
 
 TEST_F(ConfigSet, AFailedRenameLeavesTheOldSecrets)

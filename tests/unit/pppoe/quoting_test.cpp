@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 using kavonet::copy_plain_name;
+using kavonet::is_whole;
 using kavonet::QuotedName;
 
 namespace {
@@ -115,6 +116,14 @@ TEST(PlainName, WithoutQuotesABackslashBeforeANumberSignGoes)
     EXPECT_EQ("a#", plain("a#"));
     EXPECT_EQ("o'neil'", plain("o'neil'"));
     EXPECT_EQ("", plain(""));
+}
+
+TEST(QuotedName, IsWholeWithItsClosingQuote)
+{
+    for (const char *stored : {"'abc'", "''", "'abc'def", "'a'\"'\"'b'", "'a'\"'b", "abc", "a'bc", ""})
+        EXPECT_TRUE(is_whole(stored)) << stored;
+    for (const char *stored : {"'", "'abc", "'a'\"'\"'b", "'a'\"'\"'"})
+        EXPECT_FALSE(is_whole(stored)) << stored;
 }
 
 TEST(PlainName, IsCutAt255Characters)
