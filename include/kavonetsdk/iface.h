@@ -67,9 +67,11 @@ enum {
 /* Lists the interfaces of a selector (a kind of 1, 2, 8 or another non-zero number: up, no loopback, no point-to-point;
  * plus option bits). rgEntry receives at most max entries in natural name order; null only counts (at most max).
  * Of kinds 2 and 8, a VLAN's parent is taken out by moving the last entry into its place.
- * Returns the number kept, or -1: NET_ERR_BAD_PARAMETER (max below 0, kind 0), NET_ERR_OUT_OF_MEMORY, or no code when
- * the interface table is empty or no socket is to be had. NET_ERR_BAD_PARAMETER may also be left on success, when more
- * VLAN parents were met than interfaces kept. Takes no lock. */
+ * Returns the number kept, or -1: NET_ERR_BAD_PARAMETER (max below 0, kind 0), the platform's code when it cannot tell
+ * whether the module 8021q is loaded, NET_ERR_OUT_OF_MEMORY, NET_ERR_OPEN_FAILED or NET_ERR_BAD_FORMAT (/proc/net/dev
+ * cannot be opened or read), or no code when the interface table is empty or no socket is to be had.
+ * NET_ERR_BAD_PARAMETER may also be left on success, when more VLAN parents were met than interfaces kept.
+ * Takes no lock. */
 int KLIBNetGetInterfaceInfo(KAVONETIFENTRY *rgEntry, int max, unsigned int selector);
 
 /* The number of interfaces of such a selector, at most 256; results and codes as there. Nothing is taken out of a count:
@@ -84,8 +86,9 @@ enum { NET_IF_ENUM_NOT_LOCAL_LAN = 1, NET_IF_ENUM_LOCAL_LAN = 2 };
  * address and mask (on an HA appliance; only interfaces that have them). rgEntry receives at most max entries in natural
  * name order; null only counts (at most max). Link 2 is the kernel's "running" flag, for Open vSwitch interfaces too.
  * KLIBNetEthEnum lists instead every interface that is up, whose name begins with "eth" and that is no VLAN interface.
- * Returns the number listed, or -1: NET_ERR_BAD_PARAMETER (max below 0), NET_ERR_OUT_OF_MEMORY, or no code when the
- * interface table is empty or no socket is to be had. Reads ifcfg-<if> for kinds 1 and 2. Takes no lock. */
+ * Returns the number listed, or -1: NET_ERR_BAD_PARAMETER (max below 0), NET_ERR_OUT_OF_MEMORY, NET_ERR_OPEN_FAILED or
+ * NET_ERR_BAD_FORMAT (/proc/net/dev cannot be opened or read), or no code when the interface table is empty or no
+ * socket is to be had. Reads ifcfg-<if> for kinds 1 and 2. Takes no lock. */
 int KLIBNetInterfaceEnum(KAVONETIFENTRY *rgEntry, int max, unsigned int kind);
 int KLIBNetEthEnum(KAVONETIFENTRY *rgEntry, int max);
 
@@ -121,10 +124,12 @@ int KAVONetIsDevTypeMatch(const char *szIf, unsigned int selector);
 int KAVONetIFGetInfo(const char *szIf, KAVONETIFENTRY *pEntry, KAVONETINFO *pNetInfo);
 int KAVONetIFGetInfoEx(const char *szIf, KAVONETIFENTRY *pEntry, KAVONETINFO *pNetInfo);
 
-/* Describes the usable interface (NET_IF_SEL_USABLE, of the first 32) at an index, or, with szAddr, the one that has
- * that IPv4 address. Returns 1 filled, 0 no such interface, -1 on error: NET_ERR_BAD_PARAMETER (null record, an index of
- * 32 or more without an address), NET_ERR_LOCK_FAILED, NET_ERR_OUT_OF_MEMORY. Waits at most 5 s for the configuration
- * lock. The Ex form puts the HA pair's address and mask into the record. */
+/* Describes the usable interface (NET_IF_SEL_USABLE, of the first 32) at an index, or, with szAddr, the first one that
+ * has that IPv4 address ("0.0.0.0": that has none). With szAddr the index chooses nothing, but must still be below the
+ * number of interfaces: pass 0. Returns 1 filled, 0 no such interface, -1 on error: NET_ERR_BAD_PARAMETER (null record,
+ * an index of 32 or more without an address), NET_ERR_LOCK_FAILED, NET_ERR_OUT_OF_MEMORY, or what
+ * KLIBNetGetInterfaceInfo or KAVONetIFGetIPConfig fails with. Waits at most 5 s for the configuration lock. The Ex form
+ * puts the HA pair's address and mask into the record, and fails without a code when there is none. */
 int KAVONetGetCard1(unsigned int index, const char *szAddr, KAVONETINFO *pNetInfo);
 int KAVONetGetCard1Ex(unsigned int index, const char *szAddr, KAVONETINFO *pNetInfo);
 
@@ -133,35 +138,44 @@ int KAVONetGetCard1Ex(unsigned int index, const char *szAddr, KAVONETINFO *pNetI
  * Returns 0 or -1: NET_ERR_BAD_PARAMETER, NET_ERR_LOCK_FAILED, or no code when a key is missing. Waits at most 5 s. */
 int KAVONetIFGetIPConfig(const char *szIf, KAVONETINFO *pNetInfo);
 
-/* 1 when the interface's BOOTPROTO is "static", else 0, also on failure. Waits at most 5 s for the lock. */
+/* 1 when the interface's BOOTPROTO is "static", else 0, also on failure: NET_ERR_BAD_PARAMETER (a bad name),
+ * NET_ERR_LOCK_FAILED, or the platform's code when ifcfg-<if> cannot be read. Waits at most 5 s for the lock. */
 int KAVONetIfIsStaticIP(const char *szIf);
 
 /* The live IPv4 address and mask of an interface, in network byte order. Names are cut to 15 characters.
- * Returns 1 or 0; no error codes but NET_ERR_BAD_PARAMETER. Setting accepts that the address is already there. */
+ * Returns 1 or 0; no error codes but NET_ERR_BAD_PARAMETER. Setting accepts that the address is already there. Its 0
+ * may mean that the address is set and the mask was refused: the request for the mask carries the address family 0,
+ * which a stock kernel refuses. */
 int KLIBNetGetIfCfg(const char *szIf, uint32_t *pAddr, uint32_t *pMask);
 int KLIBNetSetIfCfg(const char *szIf, const uint32_t *pAddr, const uint32_t *pMask);
 
 /* Features that must not use an interface. */
 enum { NET_IF_BLOCK_HA = 1, NET_IF_BLOCK_AHA = 2, NET_IF_BLOCK_VIRTUAL = 4, NET_IF_BLOCK_QUENTRA = 8 };
 
-/* ORs the interface's block flags into *pFlags. Returns 0 or -1. */
+/* ORs the interface's block flags into *pFlags. Returns 0 or -1: NET_ERR_BAD_PARAMETER (a bad name, null), or the
+ * platform's code when ifcfg-<if> cannot be read. */
 int KAVONetGetIfBlock(const char *szIf, unsigned int *pFlags);
 
 /* Sets (enable 1) or clears (0) the flags of the mask in ifcfg-<if>, and counts them there. Locks that file alone and
- * waits for it at most 30 s. Returns 0, or -1: the flags before the failed one are then set. */
+ * waits for it at most 30 s. Returns 0, or -1: NET_ERR_BAD_PARAMETER (a bad name), or the platform's code; the flags
+ * before the failed one are then set. */
 int KAVONetSetIfBlock(const char *szIf, unsigned int flagMask, int enable);
 
-/* Describes the Ethernet link. Returns 0 or -1: NET_ERR_BAD_PARAMETER, or no code when the driver does not answer or the MTU is
- * unknown (the record then holds what was found). */
+/* Describes the Ethernet link. Returns 0 or -1: NET_ERR_BAD_PARAMETER, NET_ERR_SOCKET_FAILED, or no code when the
+ * driver does not answer or the MTU is unknown (the record then holds what was found). Of an Open vSwitch bond only the
+ * duplex of the first member that tells its link is known; it is unknown, and no failure, when none does. */
 int KAVONetGetEthInfo(KAVOETHINFO *pInfo, const char *szIf);
 
-/* The number of built-in LAN ports (1 unless the appliance says otherwise), or -1. */
+/* The number of built-in LAN ports, or -1 when the kernel's /proc/sys/kernel/kavo_internal_netif_num cannot be opened.
+ * A number there that is not positive or fits no int counts as none: then it is "maxlanport" in
+ * /etc.defaults/kavoinfo.conf as it stands (0 when it is no number), and 1 without that key. */
 int KAVONetInternalLanNumGet(void);
 
-/* 1 when the interface is administratively up, else 0. */
+/* 1 when the interface is administratively up, else 0, also for a bad name (NET_ERR_BAD_PARAMETER). */
 int KAVONetIsIFUp(const char *szIf);
 
-/* 1 carrier, 0 none, -1 on error. Of an Open vSwitch bond: whether any member has one. */
+/* 1 carrier, 0 none, -1 on error: NET_ERR_BAD_PARAMETER (a bad name), or no code when the kernel cannot be asked. Of an
+ * Open vSwitch bond: whether any member has one. */
 int KAVONetIfIsLink(const char *szIf);
 
 /* Changes the interface's flags: a value >= 0 is added to them, a negative value -k takes the bits k away. Up and down

@@ -14,7 +14,10 @@ public:
     // Learns, while HA runs, which interface carries its heartbeat. False when it cannot be told: none is hidden then.
     bool find_heartbeat()
     {
-        return KAVOHAIsRunning() != 1 || KAVOHAGetHeartbeatIF(heartbeat_.buffer(), heartbeat_.size()) == 0;
+        if (KAVOHAIsRunning() != 1 || KAVOHAGetHeartbeatIF(heartbeat_.buffer(), heartbeat_.size()) == 0)
+            return true;
+        heartbeat_.format("%s", ""); // whatever a failure left there
+        return false;
     }
     [[nodiscard]] bool is_heartbeat(const char *name) const { return !heartbeat_.empty() && heartbeat_.is(name); }
 
@@ -26,7 +29,7 @@ public:
 
 private:
     bool addresses_;
-    InterfaceName heartbeat_; // empty unless HA runs
+    InterfaceName heartbeat_; // empty unless HA runs and tells
 };
 
 } // namespace kavonet

@@ -118,7 +118,8 @@ int KLIBNetGetMacAddrByInterface(const char *szIf, char *szMac, size_t cbMac, in
     if (!resolve_ovs(name))
         return BAD_OR_LOCAL;
     int port = 0;
-    if (sscanf(name.c_str(), "eth%d", &port) != 1) { // NOLINT(cert-err34-c): names hold too few digits to overflow much
+    // NOLINTNEXTLINE(cert-err34-c): a number that fits no int is cut to one, and the port of that number answers
+    if (sscanf(name.c_str(), "eth%d", &port) != 1) {
         log_debug("Failed to get interface idx: %s", name.c_str());
         return BAD_OR_LOCAL;
     }

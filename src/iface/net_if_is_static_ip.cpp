@@ -15,7 +15,7 @@ int KAVONetIfIsStaticIP(const char *szIf)
     const ConfigLock lock(ConfigLock::NETWORK_READ);
     if (!lock) {
         log_err("KLIBCFileLock() failed.(%X)", KLIBCErrGet());
-        return 0;
+        return fail(NET_ERR_LOCK_FAILED, 0);
     }
     Text<16> protocol;
     if (KLIBCFileGetKeyValue(ifcfg_path(szIf).c_str(), "BOOTPROTO", protocol.buffer(), protocol.size(), 0) < 1) {

@@ -1,5 +1,6 @@
 #include "kavonetsdk/iface.h"
 
+#include <climits>
 #include <cstdlib>
 
 #include "frame/kernel_file.h"
@@ -8,6 +9,17 @@
 #include "kavo/core.h"
 
 using namespace kavonet;
+
+namespace {
+
+// The number that a text begins with; 0 when it begins with none, or with one that fits no int.
+int number_of(const char *text)
+{
+    const long long number = strtoll(text, nullptr, 10);
+    return number >= INT_MIN && number <= INT_MAX ? static_cast<int>(number) : 0;
+}
+
+} // namespace
 
 int KAVONetInternalLanNumGet(void)
 {
@@ -18,11 +30,11 @@ int KAVONetInternalLanNumGet(void)
         return -1;
     }
     Text<32> line;
-    const long number = file.next_line(line) ? strtol(line.c_str(), nullptr, 10) : 0;
+    const int number = file.next_line(line) ? number_of(line.c_str()) : 0;
     if (number > 0)
-        return static_cast<int>(number);
+        return number;
     Text<16> ports;
     if (KLIBCFileGetKeyValue(DEFAULTS_FILE, "maxlanport", ports.buffer(), ports.size(), 0) > 0)
-        return static_cast<int>(strtol(ports.c_str(), nullptr, 10));
+        return number_of(ports.c_str());
     return 1;
 }

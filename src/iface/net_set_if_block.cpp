@@ -25,7 +25,7 @@ public:
     ~IfcfgLock()
     {
         // A descriptor of 0 is never given back: the platforms that callers run on hold no lock in it.
-        if (held_ && fd_ != 0 && KLIBCFileUnlockByFile(fd_) != 1)
+        if (held_ && fd_ > 0 && KLIBCFileUnlockByFile(fd_) != 1)
             log_err("Failed to release file lock of [%s]", path_.c_str());
     }
 

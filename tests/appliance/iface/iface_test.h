@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <map>
+#include <ostream>
 #include <string>
 #include <thread>
 #include <utility>
@@ -48,14 +49,34 @@ inline Error bad_parameter(const char *file, int line)
     return {NET_ERR_BAD_PARAMETER, file, line};
 }
 
-// For refusals whose line is wherever the statement stands.
-inline testing::AssertionResult is_bad_parameter_in(const char *file)
+// Whether the error record holds the code, set in the file at whatever line.
+inline testing::AssertionResult is_set_in(const char *file, unsigned code)
 {
     const Error error = last_error();
-    if (error.code == NET_ERR_BAD_PARAMETER && error.file == file && error.line > 0)
+    if (error.code == code && error.file == file && error.line > 0)
         return testing::AssertionSuccess();
     return testing::AssertionFailure() << error;
 }
+
+// For refusals whose line is wherever the statement stands.
+inline testing::AssertionResult is_bad_parameter_in(const char *file)
+{
+    return is_set_in(file, NET_ERR_BAD_PARAMETER);
+}
+
+// The network configuration lock at a moment: how long a lock was last waited for at most, and who else could have it.
+struct LockState {
+    int wait;
+    bool free_for_writers;
+    bool free_for_readers;
+    bool operator==(const LockState &) const = default;
+};
+inline std::ostream &operator<<(std::ostream &out, const LockState &lock)
+{
+    return out << "waited " << lock.wait << " s, free for writers: " << lock.free_for_writers
+               << ", for readers: " << lock.free_for_readers;
+}
+inline constexpr LockState HELD_FOR_READING{5, false, true};
 
 // The level of the first log line "<file>.cpp:<line> <message>", -1 when there is none. The message is plain text.
 inline int logged(const std::string &file, const std::string &message)
@@ -242,10 +263,19 @@ protected:
         return result == 0;
     }
 
-    static bool file_is_free(const std::string &path)
+    // The wait is read first, because a look at the lock is noted too.
+    static LockState network_lock()
+    {
+        const int wait = support::last_lock_wait();
+        const bool free_for_writers = is_free(0x106);
+        return {wait, free_for_writers, is_free(0x105)};
+    }
+
+    // Whether a file's own lock is to be had at once: alone (mode 1) or beside other readers (0).
+    static bool file_is_free(const std::string &path, int mode = 1)
     {
         int fd = -1;
-        return KLIBCFileLockTimeByFile(path.c_str(), 1, 0, &fd) == 1 && KLIBCFileUnlockByFile(fd) == 1;
+        return KLIBCFileLockTimeByFile(path.c_str(), mode, 0, &fd) == 1 && KLIBCFileUnlockByFile(fd) == 1;
     }
 
     // A card whose peer is never listed, so that a listing holds just what the test made.

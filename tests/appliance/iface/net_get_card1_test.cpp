@@ -58,6 +58,18 @@ TEST_F(NetGetCard1, FindsTheInterfaceOfAnAddress)
     }
 }
 
+TEST_F(NetGetCard1, FindsTheFirstInterfaceWithoutAnAddress)
+{
+    card("eth0", "192.0.2.1/24");
+    card("eth1");
+    card("eth2");
+    write_ifcfg("eth1", "BOOTPROTO=static\nIPADDR=198.51.100.2\nNETMASK=255.255.255.0\n");
+    EXPECT_EQ(1, KAVONetGetCard1(0, "0.0.0.0", info.get()));
+    EXPECT_STREQ("eth1", info->szName);
+    EXPECT_STREQ("198.51.100.2", info->szAddr);
+    EXPECT_EQ(LOG_INFO, logged("net_lnx_get_ip", "get ip failed"));
+}
+
 TEST_F(NetGetCard1, HasNoInterfaceOfAnUnknownAddress)
 {
     cards();
@@ -87,6 +99,28 @@ TEST_F(NetGetCard1, CountsOnlyUsableInterfaces)
     EXPECT_EQ(1, KAVONetGetCard1(0, nullptr, info.get()));
     EXPECT_STREQ("eth1", info->szName);
     EXPECT_EQ(0, KAVONetGetCard1(0, "192.0.2.1", info.get()));
+}
+
+TEST_F(NetGetCard1, LooksAtTheFirst32Interfaces)
+{
+    for (const char *number : {"31", "32"}) {
+        card(std::string("eth") + number, std::string("192.0.2.") + number + "/24");
+        write_ifcfg(std::string("eth") + number, "BOOTPROTO=static\nIPADDR=198.51.100.1\nNETMASK=255.255.255.0\n");
+    }
+    plain_proc_net();
+    std::string table = "Inter-|   Receive\n face |bytes\n";
+    for (int i = 0; i < 40; ++i) {
+        table += "  eth" + std::to_string(i) + ": 1 2 3 4 5 6 7 8 9 10\n";
+        drivers.flags["eth" + std::to_string(i)] = IFF_UP | IFF_RUNNING;
+    }
+    write_file("/proc/net/dev", table);
+    use_drivers();
+    EXPECT_EQ(1, KAVONetGetCard1(31, nullptr, info.get()));
+    EXPECT_STREQ("eth31", info->szName);
+    EXPECT_EQ(1, KAVONetGetCard1(0, "192.0.2.31", info.get()));
+    EXPECT_STREQ("eth31", info->szName);
+    EXPECT_EQ(0, KAVONetGetCard1(0, "192.0.2.32", info.get()));
+    EXPECT_EQ(0, KAVONetGetCard1(32, "192.0.2.31", info.get()));
 }
 
 TEST_F(NetGetCard1, TellsThatThereIsNoInterface)
@@ -130,6 +164,22 @@ TEST_F(NetGetCard1, FailsWithoutTheLock)
     EXPECT_EQ(-1, KAVONetGetCard1(0, nullptr, info.get()));
     EXPECT_EQ((Error{NET_ERR_LOCK_FAILED, "net_get_if_ipconfig.cpp", 36}), last_error());
     EXPECT_TRUE(is_free(0x106));
+}
+
+TEST_F(NetGetCard1, HoldsTheConfigurationLockForReading)
+{
+    cards();
+    LockState at_listing{};
+    std::vector<LockState> at_locks;
+    support::on_call("KLIBCModuleIsLoad", [&] { at_listing = network_lock(); });
+    support::on_call("KLIBCFileLock", [&] { at_locks.push_back(network_lock()); });
+    EXPECT_EQ(1, KAVONetGetCard1(0, nullptr, info.get()));
+    EXPECT_EQ(HELD_FOR_READING, at_listing);
+    // The reading of the configuration takes the lock once more: before that, the first hold is the only one.
+    ASSERT_LE(2U, at_locks.size());
+    EXPECT_TRUE(at_locks[0].free_for_writers);
+    EXPECT_FALSE(at_locks[1].free_for_writers);
+    EXPECT_TRUE(at_locks[1].free_for_readers);
 }
 
 TEST_F(NetGetCard1, FailsWithoutMemory)

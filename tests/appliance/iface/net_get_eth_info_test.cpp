@@ -170,6 +170,7 @@ TEST_F(NetGetEthInfo, FailsWithoutASocket)
     card("eth0");
     fail_call("socket");
     EXPECT_EQ(-1, KAVONetGetEthInfo(info.get(), "eth0"));
+    EXPECT_TRUE(is_set_in(FILE_NAME, NET_ERR_SOCKET_FAILED));
     EXPECT_TRUE(info.untouched());
 }
 
@@ -233,6 +234,19 @@ TEST_F(NetGetEthInfo, KnowsNoDuplexWhenNoMemberTells)
     write_ifcfg("ovs_bond0", "SLAVE_LIST=\"eth0\"\nBOND_MODE=\"balance-slb\"\n");
     drivers.settings = {{"eth0", settings(1000, 1, 0x20)}};
     use_drivers();
+    EXPECT_EQ(0, KAVONetGetEthInfo(info.get(), "ovs_bond0"));
+    expect_link(-1, -1);
+    EXPECT_EQ(1500, info->nMTU);
+}
+
+TEST_F(NetGetEthInfo, KnowsNoDuplexOfABondWithoutASocket)
+{
+    card("eth0");
+    card("ovs_bond0");
+    write_ifcfg("ovs_bond0", "SLAVE_LIST=\"eth0\"\nBOND_MODE=\"balance-slb\"\n");
+    EXPECT_EQ(0, KAVONetGetEthInfo(info.get(), "ovs_bond0"));
+    expect_link(-1, 1);     // the real driver's duplex
+    fail_call("socket", 2); // the first one is there to see whether the member exists
     EXPECT_EQ(0, KAVONetGetEthInfo(info.get(), "ovs_bond0"));
     expect_link(-1, -1);
     EXPECT_EQ(1500, info->nMTU);

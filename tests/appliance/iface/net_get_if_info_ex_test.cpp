@@ -32,6 +32,17 @@ TEST_F(NetGetIfInfoEx, PutsThePairsAddressIntoBothRecords)
     EXPECT_EQ(1, info->blStatic);
 }
 
+TEST_F(NetGetIfInfoEx, CutsThePairsAddressTo19Characters)
+{
+    ha("has_ha_if=yes\nactive=yes\naddr_eth0=123456789012345678901234567890\n"
+       "mask_eth0=abcdefghijklmnopqrstuvwxyzabcd\n");
+    EXPECT_EQ(1, KAVONetIFGetInfoEx("eth0", entry.get(), info.get()));
+    EXPECT_STREQ("1234567890123456789", entry->szAddr);
+    EXPECT_STREQ("abcdefghijklmnopqrs", entry->szMask);
+    EXPECT_STREQ("1234567890123456789", info->szAddr);
+    EXPECT_STREQ("abcdefghijklmnopqrs", info->szMask);
+}
+
 TEST_F(NetGetIfInfoEx, TakesEitherRecordOrNone)
 {
     ha(std::string("has_ha_if=yes\nactive=yes\n") + PAIR);

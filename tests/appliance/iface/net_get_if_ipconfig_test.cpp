@@ -108,6 +108,21 @@ TEST_F(NetGetIfIpconfig, FailsWithoutTheLock)
     EXPECT_EQ(0, KAVONetIFGetIPConfig("eth0", info.get())) << "a later call works";
 }
 
+TEST_F(NetGetIfIpconfig, HoldsTheConfigurationLockForReading)
+{
+    write_ifcfg("eth0", "BOOTPROTO=static\nIPADDR=198.51.100.2\nNETMASK=255.255.255.128\n");
+    // The question whether the interface uses DHCP takes the lock once more. The first hold is seen alone just before
+    // that question, and after it, when the mask is read.
+    LockState before_question{};
+    LockState at_mask{};
+    support::on_call("KLIBCFileLock", [&] { before_question = network_lock(); });
+    support::on_call("KLIBCFileGetKeyValue", [&] { at_mask = network_lock(); });
+    EXPECT_EQ(0, KAVONetIFGetIPConfig("eth0", info.get()));
+    EXPECT_EQ(HELD_FOR_READING, before_question);
+    EXPECT_FALSE(at_mask.free_for_writers);
+    EXPECT_TRUE(at_mask.free_for_readers);
+}
+
 TEST_F(NetGetIfIpconfig, WorksInsideAHoldOfTheLock)
 {
     write_ifcfg("eth0", "BOOTPROTO=static\nIPADDR=198.51.100.2\nNETMASK=255.255.255.128\n");

@@ -377,6 +377,15 @@ TEST_F(NetGetInterfaceInfo, ReportsTheAddressesOfThePair)
     }
 }
 
+TEST_F(NetGetInterfaceInfo, CutsTheAddressesOfThePairTo19Characters)
+{
+    card("eth0", "192.0.2.1/24");
+    ha("has_ha_if=yes\naddr_eth0=123456789012345678901234567890\nmask_eth0=abcdefghijklmnopqrstuvwxyzabcd\n");
+    EXPECT_THAT(list(USABLE | NET_IF_OPT_HA_ADDRESS), ElementsAre("eth0"));
+    EXPECT_STREQ("1234567890123456789", entries[0].szAddr);
+    EXPECT_STREQ("abcdefghijklmnopqrs", entries[0].szMask);
+}
+
 TEST_F(NetGetInterfaceInfo, ReportsTheOwnAddressWhereThereIsNoPair)
 {
     card("eth0", "192.0.2.1/24");
@@ -423,6 +432,15 @@ TEST_F(NetGetInterfaceInfo, RefusesANegativeMaximum)
     EXPECT_EQ(-1, KLIBNetGetInterfaceInfo(entry.get(), -1, 0));
     EXPECT_EQ(bad_parameter(FILE_NAME, 113), last_error());
     EXPECT_TRUE(entry.untouched());
+}
+
+TEST_F(NetGetInterfaceInfo, RefusesANegativeMaximumBeforeItAsksForModules)
+{
+    int questions = 0;
+    support::on_call("KLIBCModuleIsLoad", [&] { ++questions; });
+    EXPECT_EQ(-1, KLIBNetGetInterfaceInfo(nullptr, -1, USABLE));
+    EXPECT_EQ(bad_parameter(FILE_NAME, 113), last_error());
+    EXPECT_EQ(0, questions);
 }
 
 TEST_F(NetGetInterfaceInfo, RefusesASelectorWithoutKind)

@@ -212,6 +212,20 @@ TEST_F(NetGetMac, ReadsTheFirstMemberOfABond)
     EXPECT_EQ("02:00:00:ab:cd:01", by_name("bond0.30"));
 }
 
+TEST_F(NetGetMac, ReadsThePortOfABondsFirstMember)
+{
+    ports();
+    card("ovs_eth1");
+    set_mac("ovs_eth1", "02:99:99:99:99:99");
+    plain_folder("/sys/class/net");
+    write_file("/sys/class/net/bond0/bonding/slaves", "ovs_eth1 zeth0\n");
+    write_file("/sys/class/net/bond0/bonding/mode", "active-backup 1\n");
+    EXPECT_EQ("02:00:00:ab:cd:01", by_name("bond0"));
+    EXPECT_EQ(0, result);
+    EXPECT_EQ("02:00:00:ab:cd:01", by_name("bond0.30"));
+    EXPECT_EQ(0, result);
+}
+
 TEST_F(NetGetMac, FailsOnABondWithoutMembers)
 {
     EXPECT_EQ("before", by_name("bond0"));

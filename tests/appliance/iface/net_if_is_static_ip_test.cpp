@@ -45,7 +45,17 @@ TEST_F(NetIfIsStaticIp, IsFalseWithoutTheLock)
     fail_call("KLIBCFileLock");
     EXPECT_EQ(0, KAVONetIfIsStaticIP("eth0"));
     EXPECT_EQ(LOG_ERR, logged("net_if_is_static_ip", "KLIBCFileLock() failed.(5151)"));
+    EXPECT_TRUE(is_set_in(FILE_NAME, NET_ERR_LOCK_FAILED));
     EXPECT_EQ(1, KAVONetIfIsStaticIP("eth0"));
+}
+
+TEST_F(NetIfIsStaticIp, HoldsTheConfigurationLockForReading)
+{
+    write_ifcfg("eth0", "BOOTPROTO=static\n");
+    LockState at_reading{};
+    support::on_call("KLIBCFileGetKeyValue", [&] { at_reading = network_lock(); });
+    EXPECT_EQ(1, KAVONetIfIsStaticIP("eth0"));
+    EXPECT_EQ(HELD_FOR_READING, at_reading);
 }
 
 TEST_F(NetIfIsStaticIp, RefusesWhatIsNoName)

@@ -21,7 +21,8 @@ protected:
 TEST_F(NetInternalLanNumGet, ReadsTheKernelsNumber)
 {
     ports("maxlanport=\"9\"\n");
-    for (const auto &[content, number] : {std::pair{"4\n", 4}, {"1", 1}, {" 12 \n", 12}, {"2 3\n", 2}, {"5x", 5}}) {
+    for (const auto &[content, number] :
+         {std::pair{"4\n", 4}, {"1", 1}, {" 12 \n", 12}, {"2 3\n", 2}, {"5x", 5}, {"2147483647\n", INT32_MAX}}) {
         count(content);
         EXPECT_EQ(number, KAVONetInternalLanNumGet()) << content;
     }
@@ -35,6 +36,29 @@ TEST_F(NetInternalLanNumGet, TakesTheFactorysNumberWhenTheKernelHasNone)
     for (const char *content : {"0\n", "-2\n", "", "none\n"}) {
         count(content);
         EXPECT_EQ(6, KAVONetInternalLanNumGet()) << content;
+    }
+}
+
+// None of these becomes another number by being cut to an int.
+TEST_F(NetInternalLanNumGet, TakesANumberThatFitsNoIntForNone)
+{
+    for (const char *number : {"2147483648", "4294967298", "-4294967294", "99999999999999999999"}) {
+        ports("maxlanport=\"6\"\n");
+        count(std::string(number) + "\n");
+        EXPECT_EQ(6, KAVONetInternalLanNumGet()) << number;
+        ports(std::string("maxlanport=\"") + number + "\"\n");
+        EXPECT_EQ(0, KAVONetInternalLanNumGet()) << number;
+    }
+    ports("maxlanport=\"2147483647\"\n");
+    EXPECT_EQ(INT32_MAX, KAVONetInternalLanNumGet());
+}
+
+TEST_F(NetInternalLanNumGet, TheFactorysNumberIsTakenAsItIs)
+{
+    count("0\n");
+    for (const auto &[text, number] : {std::pair{"0", 0}, {"-2", -2}, {"none", 0}}) {
+        ports(std::string("maxlanport=\"") + text + "\"\n");
+        EXPECT_EQ(number, KAVONetInternalLanNumGet()) << text;
     }
 }
 

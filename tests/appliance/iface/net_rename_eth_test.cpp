@@ -79,6 +79,18 @@ TEST_F(NetRenameEth, RefusesACardThatIsUp)
     EXPECT_TRUE(has("eth0"));
 }
 
+TEST_F(NetRenameEth, LooksAtTheNewNameBeforeTheOldCard)
+{
+    card("eth0");
+    card("eth1", "", false);
+    use_drivers();
+    EXPECT_EQ(-1, KAVONetRenameEth("eth0", "eth1"));
+    EXPECT_EQ(LOG_ERR, logged("net_rename_eth", "eth1 is already exist, can't rename to it"));
+    EXPECT_EQ(-1, logged("net_rename_eth", "eth0 is up, please down it before rename"));
+    EXPECT_THAT(drivers.requests, IsEmpty());
+    EXPECT_TRUE(has("eth0"));
+}
+
 TEST_F(NetRenameEth, FailsWithoutASocket)
 {
     card("eth0", "", false);

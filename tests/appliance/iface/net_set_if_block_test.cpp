@@ -113,6 +113,31 @@ TEST_F(NetSetIfBlock, KeepsTheFilesMode)
     EXPECT_THAT(support::entries("/etc/sysconfig/network-scripts"), testing::Contains("ifcfg-eth0"));
 }
 
+TEST_F(NetSetIfBlock, HoldsTheFilesOwnLockAloneWhileItWrites)
+{
+    write_ifcfg("eth0", "BLOCK_CNT=1\n");
+    int writes = 0;
+    int wait = 0;
+    bool free_for_writers = false;
+    bool free_for_readers = false;
+    bool network_is_free = true;
+    support::on_call("KLIBCFileSetKeyValue", [&] {
+        if (writes++ == 0)
+            wait = support::last_lock_wait(); // before the looks at the locks, which are noted too
+        free_for_writers |= file_is_free(ifcfg("eth0"));
+        free_for_readers |= file_is_free(ifcfg("eth0"), 0);
+        network_is_free &= is_free(0x106);
+    });
+    EXPECT_EQ(0, KAVONetSetIfBlock("eth0", NET_IF_BLOCK_HA | NET_IF_BLOCK_VIRTUAL, 1));
+    support::clear_faults();
+    EXPECT_EQ(4, writes);
+    EXPECT_EQ(30, wait);
+    EXPECT_FALSE(free_for_writers);
+    EXPECT_FALSE(free_for_readers);
+    EXPECT_TRUE(network_is_free) << "no other lock is taken";
+    EXPECT_EQ("BLOCK_CNT=\"3\"\nBLOCK_HA=\"yes\"\nBLOCK_VIRTUAL=\"yes\"\n", content());
+}
+
 // ---- Failures
 
 TEST_F(NetSetIfBlock, FailsWithoutTheLock)
