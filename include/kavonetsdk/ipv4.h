@@ -22,22 +22,44 @@ extern "C" {
  * file. Holds the network configuration lock for writing (waits for it at most 5 s) and, for a static address, the
  * interface's own lock (at most 10 s, goes on without it).
  *
- * Returns 0; -1 on failure: NET_ERR_BAD_PARAMETER, NET_ERR_LOCK_FAILED, NET_ERR_BAD_ADDRESS, NET_ERR_EXEC_FAILED (the
- * DHCP client did not start; the file is untouched), or no code; -2 when the DHCP client runs but the file was not
- * written.
+ * Returns 0; -1 on failure: NET_ERR_BAD_PARAMETER, NET_ERR_LOCK_FAILED, NET_ERR_BAD_ADDRESS, NET_ERR_SOCKET_FAILED,
+ * NET_ERR_EXEC_FAILED (the DHCP client did not start; the file is untouched), the platform's code (no memory, the file was
+ * not written, /sbin/ip could not be run), or no code; -2 with the platform's code when the DHCP client runs but the file
+ * was not written.
  */
 int KAVONetSetCard1(const KAVONETINFO *pNew, const KAVONETINFO *pOld);
 
 /* Adds ("add"), deletes ("del") or flushes ("flush") an address in the kernel, through /sbin/ip. The family is "-4" or
  * "-6". Adding an IPv4 address replaces the interface's unlabelled ones; an address and prefix that are already there are
- * left alone. "net/ipv4_change" or "net/ipv6_change" is sent in phase 4 before an address changes; a failed event stops
- * nothing. Returns 0 or -1 without a code (a bad interface name: NET_ERR_BAD_PARAMETER). */
+ * left alone, and where only the prefix changes, /usr/kavo/sbin/kavonetdtool refreshes the static route rules.
+ * "net/ipv4_change" or "net/ipv6_change" is sent in phase 4 before an address changes; a failed event stops nothing, nor
+ * does the status that /sbin/ip ends with. A flush is that of KAVONetFlushIP; address and prefix are then not looked at.
+ * Takes no lock. Blocks while the commands and the subscribers run.
+ *
+ * Returns 0 or -1. It sets NET_ERR_BAD_PARAMETER for null texts and bad interface names, and else no code of its own; the
+ * codes of what it calls remain: NET_ERR_BAD_ADDRESS (no IPv4 address), NET_ERR_SOCKET_FAILED or NET_ERR_OPEN_FAILED (the
+ * current addresses cannot be read), those of KAVONetFlushIP, or the platform's when /sbin/ip could not be run. */
 int KAVONetSetIP(const char *szFamily, const char *szIf, const char *szAddr, unsigned int prefix, const char *szAction);
 
-/* Takes every address of a family ("-4", "-6") off an interface. Returns 0 or -1. */
+/* Takes every address of a family off an interface. "-4" runs /sbin/ip, whose status does not count. "-6" is
+ * KAVOLnxIPv6FlushAddr: the interface must be usable (NET_IF_SEL_USABLE) and have an ifcfg file, and the call blocks for at
+ * most 5 s. Takes no lock, sends no event.
+ * Returns 0 or -1: NET_ERR_BAD_PARAMETER (null, a bad name), the platform's code when /sbin/ip could not be run, the codes
+ * of KAVOLnxIPv6FlushAddr, or no code (another family). */
 int KAVONetFlushIP(const char *szFamily, const char *szIf);
 
-/* The static half of KAVONetSetCard1, without the configuration lock. */
+/*
+ * The static half of KAVONetSetCard1, without the configuration lock. Writes ifcfg-<if>, which is made when it is missing,
+ * stops the unit dhclient@<if>.service, then changes the kernel with KAVONetSetIP. The mask is a dotted one.
+ *
+ * The old file is first copied to ifcfg-<if>.tmp<seconds> by /bin/cp. A failure puts the copy back (a file that could not
+ * be copied stays as it was written), success deletes it; what the kernel has taken before a failure stays. Holds the
+ * interface's own lock (/tmp/interface_up_down_<if>.lock) exclusively: waits for it at most 10 s, goes on without it.
+ * Besides, it blocks while the unit stops and while the commands and the subscribers of "net/ipv4_change" run.
+ *
+ * Returns 0, or -1: NET_ERR_BAD_PARAMETER (null, empty, a bad name), NET_ERR_BAD_ADDRESS, NET_ERR_SOCKET_FAILED, the
+ * platform's code (no memory, the file was not written, /sbin/ip could not be run), or no code (no mask).
+ */
 int KAVOILnxSetIPNetmask(const char *szIf, const char *szAddr, const char *szMask);
 
 /* The kernel's IPv4 address of an interface as text. Returns 1; 0 when it has none ("0.0.0.0" is then written);

@@ -29,8 +29,10 @@ public:
           copy_("%s.tmp%ld", original.c_str(), static_cast<long>(time(nullptr)))
     {
         made_ = KLIBCExec("/bin/cp", "-f", original_.c_str(), copy_.c_str(), nullptr) == 0;
-        if (!made_)
-            log_err("copy (%s, %s) failed.(strerror=%s)", original_.c_str(), copy_.c_str(), strerror(errno));
+        if (made_)
+            return;
+        log_err("copy (%s, %s) failed.(strerror=%s)", original_.c_str(), copy_.c_str(), strerror(errno));
+        unlink(copy_.c_str()); // a part of the file may have been copied
     }
 
     void end(bool changed) const

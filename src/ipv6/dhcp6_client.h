@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "frame/error.h"
 #include "frame/text.h"
 #include "kavo/core.h"
 
@@ -32,9 +33,13 @@ inline bool dhcp6_runs(const char *name, const char *type)
 // The type of the client that runs, null when none does. Where both do, the one that gets addresses counts.
 inline const char *dhcp6_running(const char *name)
 {
-    if (dhcp6_runs(name, DHCP6_CLIENT))
-        return DHCP6_CLIENT;
-    return dhcp6_runs(name, DHCP6_INFO) ? DHCP6_INFO : nullptr;
+    const KeptFailure failure;
+    const char *type = dhcp6_runs(name, DHCP6_CLIENT) ? DHCP6_CLIENT : nullptr;
+    if (type == nullptr && dhcp6_runs(name, DHCP6_INFO))
+        type = DHCP6_INFO;
+    // That there is no pid file or no such process is no failure.
+    failure.put_back();
+    return type;
 }
 
 } // namespace kavonet

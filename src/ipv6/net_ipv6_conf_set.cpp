@@ -76,14 +76,18 @@ public:
     [[nodiscard]] bool enable() const { return KAVOLnxIPv6ProcAction(name_, 0) == 0; }
     [[nodiscard]] bool disable() const { return KAVOLnxIPv6ProcAction(name_, 1) == 0; }
 
+    // A client that cannot be stopped is only logged. The error record stays: what failed before, if anything, is what
+    // callers want to know.
     void stop_dhcp() const
     {
         const char *type = dhcp6_running(name_);
         if (type == nullptr)
             return;
+        const KeptFailure failure;
         const UnitName unit = dhcp6_unit(name_, type);
         if (KAVOCSystemdStop(unit.c_str()) != 1)
             log_warning("Failed to stop dhclient6 [%s]", unit.c_str());
+        failure.put_back();
     }
 
     [[nodiscard]] bool start_dhcp(const char *type) const
@@ -361,7 +365,10 @@ int KAVONetIPv6ConfSet(int mode, const char *szIf, const char *szAddr, int prefi
     const Interface interface(szIf);
     const bool was_off = interface.is_off();
     const int result = wanted.set(interface, {szAddr, prefix, szGateway});
-    if (result != DONE && was_off && wanted.puts_off_back)
+    if (result != DONE && was_off && wanted.puts_off_back) {
+        const KeptFailure failure;
         static_cast<void>(interface.disable());
+        failure.put_back();
+    }
     return result;
 }

@@ -16,7 +16,9 @@ using namespace kavonet;
 namespace {
 
 constexpr size_t HEX_DIGITS = 32; // of an address, without colons
-constexpr size_t NUMBERS = 36;    // where the numbers begin: behind the address, the interface's index and two blanks
+// Where the numbers begin: behind the address, the interface's index and two blanks. An index of four digits (4096 and
+// more) moves them, so its row is not counted: callers know it so.
+constexpr size_t NUMBERS = 36;
 
 using Line = Text<256>;
 

@@ -92,6 +92,18 @@ TEST_F(LnxGetIpFromCfg, AFileWithoutAMethodIsReadAsStatic)
     EXPECT_EQ("IPADDR=192.0.2.5\nBOOTPROTO=static\n", read_file(ifcfg("eth0")));
 }
 
+TEST_F(LnxGetIpFromCfg, WithoutTheLockItIsReadAsStatic)
+{
+    write_ifcfg("eth0", "BOOTPROTO=dhcp\nIPADDR=192.0.2.5\n");
+    write_lease("eth0", "IPADDR=198.51.100.1\n");
+    fail_call("KLIBCFileLock");
+    EXPECT_EQ(1, get());
+    EXPECT_STREQ("192.0.2.5", text);
+    EXPECT_EQ(1U, log_lines().size());
+    EXPECT_EQ(LOG_ERR, logged_by("BlKAVOLnxIsDHCP", "KLIBCFileLock failed."));
+    EXPECT_EQ("BOOTPROTO=dhcp\nIPADDR=192.0.2.5\n", read_file(ifcfg("eth0")));
+}
+
 TEST_F(LnxGetIpFromCfg, RefusesBadArguments)
 {
     const auto expect_refused = [&](const char *name, char *buffer, int size) {

@@ -16,6 +16,20 @@ TEST_F(LnxGetIp, GivesTheKernelsAddress)
     EXPECT_EQ(NO_ERROR_SET, last_error());
 }
 
+TEST_F(LnxGetIp, AsksForAnIpv4Address)
+{
+    int family = -1;
+    support::answer_ioctl([&](int, unsigned long question, void *argument) {
+        if (question == SIOCGIFADDR)
+            family = static_cast<const ifreq *>(argument)->ifr_addr.sa_family;
+        return support::ASK_KERNEL;
+    });
+    char text[16] = "";
+    EXPECT_EQ(0, KAVOILnxGetIP("none0", text, sizeof text));
+    support::answer_ioctl({});
+    EXPECT_EQ(AF_INET, family);
+}
+
 TEST_F(LnxGetIp, ALabelledAliasIsNotTheInterfacesAddress)
 {
     add_card("lan0");

@@ -131,6 +131,39 @@ TEST_F(LnxSetIpNetmask, AFailedBackupIsForgottenAndNeverPutBack)
     EXPECT_EQ(-1, support::level_of(FUNCTION, "(", "): ", "rename fail."));
 }
 
+TEST_F(LnxSetIpNetmask, AHalfCopiedBackupIsTakenAwayAndNeverPutBack)
+{
+    script("/bin/cp", "head -c 10 \"$2\" >\"$3\"\n[ -s \"$3\" ] && record_call copied\nexit 1");
+    std::string at_write = "not looked";
+    support::on_call("KLIBCFileSetKeys", [&] { at_write = backup(); });
+    EXPECT_EQ(0, set());
+    EXPECT_EQ("", at_write);
+    EXPECT_EQ(1U, log_lines().size());
+    EXPECT_EQ(LOG_ERR, support::logged("net_lnx_set_ip_netmask\\.cpp:[0-9]+ copy \\(.*\\) failed\\.\\(strerror=.*\\)"));
+    EXPECT_THAT(calls(), ElementsAre("[copied]", STOP, EVENT, FLUSH, ADD));
+    EXPECT_THAT(entries(FOLDER), ElementsAre("ifcfg-eth0"));
+    clear();
+    write_ifcfg("eth0", BEFORE);
+    fail_call("KLIBCExecl");
+    EXPECT_EQ(-1, set());
+    expect_written();
+    EXPECT_THAT(entries(FOLDER), ElementsAre("ifcfg-eth0"));
+}
+
+TEST_F(LnxSetIpNetmask, TheLockIsExclusive)
+{
+    int shared = -1;
+    support::on_call("KLIBCFileSetKeys", [&] {
+        constexpr int SHARED = 0;
+        int fd = -1;
+        shared = KLIBCFileLockTimeByFile("/tmp/interface_up_down_eth0.lock", SHARED, 0, &fd);
+        if (shared != 0)
+            KLIBCFileUnlockByFile(fd);
+    });
+    EXPECT_EQ(0, set());
+    EXPECT_EQ(0, shared) << "others cannot share it";
+}
+
 TEST_F(LnxSetIpNetmask, WaitsTenSecondsForTheLock)
 {
     int wait = 0;

@@ -116,9 +116,27 @@ TEST_F(SetCard1, TheDynamicDnsServiceHearsOfANewAddressOnly)
     EXPECT_THAT(reloads(&other_address), ElementsAre("[unit] [active] [ddnsd]", "[unit] [reload] [ddnsd]"));
     const KAVONETINFO other_mask = info(true, "192.0.2.5", "255.255.0.0");
     EXPECT_THAT(reloads(&other_mask), ElementsAre("[unit] [active] [ddnsd]", "[unit] [reload] [ddnsd]"));
+    const KAVONETINFO other_text = info(true, "192.0.2.05");
+    EXPECT_THAT(reloads(&other_text), ElementsAre("[unit] [active] [ddnsd]", "[unit] [reload] [ddnsd]"));
+    const KAVONETINFO other_mask_text = info(true, "192.0.2.5", "255.255.255.00");
+    EXPECT_THAT(reloads(&other_mask_text), ElementsAre("[unit] [active] [ddnsd]", "[unit] [reload] [ddnsd]"));
     const KAVONETINFO was_dhcp = info(false);
     EXPECT_THAT(reloads(&was_dhcp), IsEmpty()); // only the texts count
     EXPECT_THAT(reloads(&record), IsEmpty());
+}
+
+TEST_F(SetCard1, TheStaleBackupsGoBeforeTheDynamicDnsServiceHears)
+{
+    std::vector<std::string> with_a_backup;
+    support::on_unit([&](const std::string &verb, const std::string &) {
+        if (exists("/etc/ppp/old_gateway.bak") || exists("/etc/resolv.conf.bak"))
+            with_a_backup.push_back(verb);
+    });
+    support::answer_unit("active", 1);
+    const KAVONETINFO record = info(true);
+    EXPECT_EQ(0, KAVONetSetCard1(&record, nullptr));
+    EXPECT_THAT(ddns_calls(), ElementsAre("[unit] [active] [ddnsd]", "[unit] [reload] [ddnsd]"));
+    EXPECT_THAT(with_a_backup, ElementsAre("stop"));
 }
 
 TEST_F(SetCard1, AServiceThatIsNotActiveIsNotReloaded)

@@ -57,6 +57,15 @@ TEST_F(SetIp, TheSameAddressAndPrefixIsNothingToDo)
     EXPECT_THAT(log_lines(), IsEmpty());
 }
 
+TEST_F(SetIp, AddressesAreComparedAsText)
+{
+    EXPECT_EQ(0, add4("192.0.2.01", 24));
+    EXPECT_THAT(calls(), ElementsAre(EVENT, FLUSH,
+                                     "[/sbin/ip] [-4] [address] [add] [192.0.2.01/24] [broadcast] [+] [dev] [eth0]"));
+    EXPECT_THAT(followed(), ElementsAre("net/ipv4_change pre IFNAME=eth0 ORIGIN_ADDRESS=192.0.2.1 "
+                                        "NEW_ADDRESS=192.0.2.01 PREFIX_LENGTH=24 IS_LINK=true"));
+}
+
 TEST_F(SetIp, ANewPrefixAloneRefreshesTheRouteRulesAndSendsNoEvent)
 {
     EXPECT_EQ(0, add4("192.0.2.1", 16));
@@ -89,6 +98,9 @@ TEST_F(SetIp, PrefixesUpTo32AreIpv4s)
             clear();
             EXPECT_EQ(-1, KAVONetSetIP("-4", "eth0", "192.0.2.5", prefix, action)) << prefix;
             expect_failure("prefix length is wrong");
+            clear();
+            EXPECT_EQ(-1, KAVONetSetIP("-4", "eth0", "bad", prefix, action)) << "it is looked at before the address";
+            expect_failure("prefix length is wrong");
         }
     }
     EXPECT_THAT(calls(), IsEmpty());
@@ -109,24 +121,29 @@ TEST_F(SetIp, AddressesThatAreNoneAreRefused)
 
 TEST_F(SetIp, TheCurrentAddressMustBeReadable)
 {
-    fail_call("socket", 1);
-    EXPECT_EQ(-1, add4());
-    EXPECT_EQ(LOG_ERR, logged_in(FILE_NAME, "get old v4 IP failed"));
-    EXPECT_TRUE(support::is_set_in("net_lnx_get_ip.cpp", NET_ERR_SOCKET_FAILED));
-    clear();
-    fail_call("socket", 2);
-    EXPECT_EQ(-1, add4());
-    expect_failure("Failed to create socket.");
-    EXPECT_THAT(calls(), IsEmpty());
+    for (const char *action : {"add", "del"}) {
+        clear();
+        fail_call("socket", 1);
+        EXPECT_EQ(-1, KAVONetSetIP("-4", "eth0", "192.0.2.5", 24, action));
+        EXPECT_EQ(LOG_ERR, logged_in(FILE_NAME, "get old v4 IP failed")) << action;
+        EXPECT_TRUE(support::is_set_in("net_lnx_get_ip.cpp", NET_ERR_SOCKET_FAILED)) << action;
+        clear();
+        fail_call("socket", 2);
+        EXPECT_EQ(-1, KAVONetSetIP("-4", "eth0", "192.0.2.5", 24, action));
+        expect_failure("Failed to create socket.");
+        EXPECT_THAT(calls(), IsEmpty()) << action;
+    }
 }
 
 TEST_F(SetIp, LongNamesHaveNoInterfaceInfo)
 {
     for (const char *name : {support::NAME_OF_16, support::NAME_OF_17}) {
-        clear();
-        EXPECT_EQ(-1, add4("192.0.2.5", 24, name));
-        EXPECT_EQ(LOG_ERR, logged_in(FILE_NAME, std::string("Failed to get interface info of '") + name + "'."));
-        EXPECT_EQ(NO_ERROR_SET, last_error());
+        for (const char *action : {"add", "del"}) {
+            clear();
+            EXPECT_EQ(-1, KAVONetSetIP("-4", name, "192.0.2.5", 24, action)) << action;
+            EXPECT_EQ(LOG_ERR, logged_in(FILE_NAME, std::string("Failed to get interface info of '") + name + "'."));
+            EXPECT_EQ(NO_ERROR_SET, last_error());
+        }
     }
     EXPECT_THAT(calls(), IsEmpty());
     EXPECT_EQ(0, add4("192.0.2.5", 24, support::NAME_OF_15));
@@ -341,6 +358,9 @@ TEST_F(SetIpv6, PrefixesUpTo128AreIpv6s)
     for (const unsigned int prefix : {129U, 0x80000000U, 0xFFFFFFFFU}) {
         clear();
         EXPECT_EQ(-1, add6("2001:db8::5", prefix));
+        expect_failure("prefix length is wrong");
+        clear();
+        EXPECT_EQ(-1, add6("bad", prefix)) << "it is looked at before the address";
         expect_failure("prefix length is wrong");
     }
     EXPECT_THAT(calls(), IsEmpty());

@@ -209,6 +209,10 @@ TEST_F(Ipv6ConfGet, DoesWithoutARoutersBuffer)
     for (const int size : {0, -1, 10, 46})
         EXPECT_EQ(1, KAVONetIPv6ConfGet("lan0", &mode, address, sizeof address, &prefix, nullptr, size));
     EXPECT_EQ(KAVO_IPV6_STATIC, mode);
+    // The key is read all the same.
+    fail_call("KLIBCFileGetKeyValue", 4);
+    EXPECT_EQ(-1, KAVONetIPv6ConfGet("lan0", &mode, address, sizeof address, &prefix, nullptr, 0));
+    EXPECT_EQ(LOG_ERR, logged_in(FILE_NAME, "can not get ipv6 key value " + ifcfg("lan0") + ", IPV6_DEFAULTGW,"));
 }
 
 TEST_F(Ipv6ConfGet, InterfacesThatAreNotUsableHaveNone)

@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <climits>
 #include <csignal>
 
@@ -18,7 +19,9 @@ constexpr char STOP_CLIENT[] = "[unit] [stop] [dhclient6@lan0-client.service]";
 constexpr char START_INFO[] = "[unit] [start] [dhclient6@lan0-info.service]";
 constexpr char STOP_INFO[] = "[unit] [stop] [dhclient6@lan0-info.service]";
 constexpr char DELETE_OLD[] = "[/sbin/ip] [-6] [address] [del] [2001:db8::9/48] [dev] [lan0]";
+constexpr char DELETE_OLD_128[] = "[/sbin/ip] [-6] [address] [del] [2001:db8::9/128] [dev] [lan0]";
 constexpr char ADD_NEW[] = "[/sbin/ip] [-6] [address] [add] [2001:db8::5/64] [dev] [lan0]";
+const support::Error UNIT_FAILED{0x5252, "unit.c", 52};
 const std::string OFF = "DEVICE=lan0\nIPV6INIT=\"off\"\n# kept\n";
 const std::string AUTO = "DEVICE=lan0\nIPV6INIT=\"auto\"\n# kept\n";
 const std::string OLD_STATIC = "DEVICE=lan0\nIPV6INIT=\"static\"\nIPV6ADDR=\"2001:db8::9\"\nIPV6PREFIXLENG=\"48\"\n";
@@ -122,6 +125,17 @@ protected:
     static void find_duplicate()
     {
         support::on_wait([] { table(std::string(SETTLED) + DUPLICATE); });
+    }
+    // The platform leaves a record when a unit fails.
+    static void leave_unit_failure() { KLIBCErrSetEx(UNIT_FAILED.code, "unit.c", UNIT_FAILED.line); }
+    // A client that is to be stopped goes on.
+    static void fail_to_stop()
+    {
+        support::answer_unit("stop", 0);
+        support::on_unit([](const std::string &verb, const std::string &) {
+            if (verb == "stop")
+                leave_unit_failure();
+        });
     }
 };
 
@@ -349,16 +363,31 @@ TEST_F(Ipv6ConfSet, AClientThatCannotBeStoppedIsOnlyLogged)
     EXPECT_EQ(LOG_WARNING, error("Failed to stop dhclient6 [dhclient6@lan0-client.service]"));
 }
 
+TEST_F(Ipv6ConfSet, NeitherAnAbsentClientNorOneThatGoesOnIsAFailure)
+{
+    EXPECT_EQ(0, set(KAVO_IPV6_OFF));
+    EXPECT_EQ(NO_ERROR_SET, last_error()) << "there is no pid file";
+    write_file(Client::pid_file("client"), "2147483647\n");
+    EXPECT_EQ(0, set(KAVO_IPV6_OFF));
+    EXPECT_EQ(NO_ERROR_SET, last_error()) << "there is no such process";
+    const Client info("info");
+    fail_to_stop();
+    EXPECT_EQ(0, set(KAVO_IPV6_OFF));
+    EXPECT_THAT(calls(), ElementsAre(STOP_INFO));
+    EXPECT_EQ(NO_ERROR_SET, last_error());
+}
+
 TEST_F(Ipv6ConfSet, TakesAStaticAddressOffAsItIsConfigured)
 {
     struct {
         const char *content, *call;
-    } const cases[] = {
-        {"IPV6INIT=Static\nIPV6ADDR=2001:db8::9\nIPV6PREFIXLENG=48\n", DELETE_OLD},
-        {"IPV6INIT=static\nIPV6ADDR=2001:db8::9\n", "[/sbin/ip] [-6] [address] [del] [2001:db8::9/128] [dev] [lan0]"},
-        {"IPV6INIT=static\nIPV6PREFIXLENG=48\n", nullptr},
-        {"IPV6INIT=auto\nIPV6ADDR=2001:db8::9\nIPV6PREFIXLENG=48\n", nullptr},
-        {"IPV6ADDR=2001:db8::9\nIPV6PREFIXLENG=48\n", nullptr}};
+    } const cases[] = {{"IPV6INIT=Static\nIPV6ADDR=2001:db8::9\nIPV6PREFIXLENG=48\n", DELETE_OLD},
+                       {"IPV6INIT=static\nIPV6ADDR=2001:db8::9\n", DELETE_OLD_128},
+                       {"IPV6INIT=static\nIPV6ADDR=2001:db8::9\nIPV6PREFIXLENG=\n", DELETE_OLD_128},
+                       {"IPV6INIT=static\nIPV6ADDR=2001:db8::9\nIPV6PREFIXLENG=x48\n", DELETE_OLD_128},
+                       {"IPV6INIT=static\nIPV6PREFIXLENG=48\n", nullptr},
+                       {"IPV6INIT=auto\nIPV6ADDR=2001:db8::9\nIPV6PREFIXLENG=48\n", nullptr},
+                       {"IPV6ADDR=2001:db8::9\nIPV6PREFIXLENG=48\n", nullptr}};
     for (const auto &[content, call] : cases) {
         reset(content);
         EXPECT_EQ(0, set(KAVO_IPV6_AUTO));
@@ -468,6 +497,7 @@ TEST_F(Ipv6ConfSet, DhcpWhoseClientDoesNotStart)
     EXPECT_EQ(-1, set(KAVO_IPV6_DHCP));
     EXPECT_EQ(LOG_WARNING, error("Failed to start dhclient6 [dhclient6@lan0-client.service]"));
     EXPECT_EQ(LOG_ERR, support::logged("net_ipv6_conf_set\\.cpp:[0-9]+ Fail to start DHCP:lan0, .+"));
+    EXPECT_EQ(NO_ERROR_SET, last_error()) << "the unit has left none";
     EXPECT_EQ(AUTO, file());
     EXPECT_EQ("0\n", disabled()) << "it was on before";
     EXPECT_EQ("x", accept_ra());
@@ -482,13 +512,35 @@ TEST_F(Ipv6ConfSet, DhcpWhoseClientDoesNotStart)
     reset();
     const Client *late = nullptr;
     support::on_unit([&](const std::string &verb, const std::string &) {
-        if (verb == "start")
+        if (verb == "start") {
             late = new Client("client");
+            leave_unit_failure();
+        } else {
+            KLIBCErrSetEx(0x5353, "stop.c", 53);
+        }
     });
     support::answer_unit("start", 0);
+    support::answer_unit("stop", 0);
     EXPECT_EQ(-1, set(KAVO_IPV6_DHCP));
     EXPECT_THAT(calls(), ElementsAre(START_CLIENT, STOP_CLIENT));
+    EXPECT_EQ(UNIT_FAILED, last_error());
     delete late;
+}
+
+TEST_F(Ipv6ConfSet, AUnitThatDoesNotStartSaysWhy)
+{
+    for (const int mode : {KAVO_IPV6_DHCP, KAVO_IPV6_AUTO_DHCP}) {
+        reset(OFF);
+        support::on_unit([](const std::string &, const std::string &) {
+            leave_unit_failure();
+            errno = EACCES;
+        });
+        support::answer_unit("start", 0);
+        EXPECT_EQ(-1, set(mode)) << mode;
+        EXPECT_EQ(UNIT_FAILED, last_error()) << mode;
+        EXPECT_EQ(LOG_ERR, error(std::string("Fail to start DHCP:lan0, ") + strerror(EACCES))) << mode;
+        EXPECT_EQ("1\n", disabled()) << mode;
+    }
 }
 
 TEST_F(Ipv6ConfSet, DhcpWhoseAddressIsADuplicate)
@@ -534,18 +586,18 @@ TEST_F(Ipv6ConfSet, TheResultCountsEveryDuplicate)
 
 TEST_F(Ipv6ConfSet, DuplicatesThatCannotBeFoundAreAFailure)
 {
+    reset(OFF);
     const Client *client = nullptr;
     support::on_unit([&](const std::string &verb, const std::string &) {
         if (verb == "start")
             client = new Client("client");
+        else
+            leave_unit_failure();
     });
-    reset(OFF);
-    support::on_unit([&](const std::string &verb, const std::string &) {
-        if (verb == "start")
-            client = new Client("client");
-    });
+    support::answer_unit("stop", 0);
     support::on_wait([] { unlink("/proc/net/if_inet6"); });
     EXPECT_EQ(-1, set(KAVO_IPV6_DHCP));
+    EXPECT_TRUE(support::is_set_in("net_lnx_v6_ip_get.cpp", NET_ERR_OPEN_FAILED));
     EXPECT_EQ(LOG_ERR, error("failed to run ipv6 dad failed ip"));
     EXPECT_THAT(calls(), ElementsAre(START_CLIENT, STOP_CLIENT));
     EXPECT_EQ(OFF, file());
@@ -635,8 +687,14 @@ TEST_F(Ipv6ConfSet, StaticSetsTheAddress)
     // Between its two switches it stops listening to routers.
     std::string seen;
     support::on_call("KLIBCFileSetKeyValue", [&] { seen += disabled(); });
+    // The former router goes when all that is new has been stored.
+    std::string at_removal;
+    support::on_call("KLIBCFileRemoveKey", [&] { at_removal = file(); });
     EXPECT_EQ(0, set_static());
     EXPECT_EQ("1\n0\n0\n0\n", seen);
+    EXPECT_EQ("DEVICE=lan0\nIPV6INIT=\"static\"\n# kept\nIPV6_DEFAULTGW=\"fe80::9\"\nIPV6_ACCEPT_RA=\"0\"\n"
+              "IPV6ADDR=\"2001:db8::5\"\nIPV6PREFIXLENG=\"64\"\n",
+              at_removal);
     EXPECT_EQ("DEVICE=lan0\nIPV6INIT=\"static\"\n# kept\nIPV6_ACCEPT_RA=\"0\"\nIPV6ADDR=\"2001:db8::5\"\n"
               "IPV6PREFIXLENG=\"64\"\n",
               file());
@@ -703,6 +761,21 @@ TEST_F(Ipv6ConfSet, StaticRefusesWhatIsNoAddress)
     EXPECT_EQ(LOG_ERR, error("IPv6 address illegal "));
     EXPECT_TRUE(support::is_set_in(FILE_NAME, NET_ERR_BAD_ADDRESS));
     EXPECT_EQ("0\n", disabled());
+}
+
+TEST_F(Ipv6ConfSet, WhatIsNoAddressIsSaidEvenWhenIpv6CannotBeTurnedOffAgain)
+{
+    reset(OFF);
+    // The interface goes down at the last of the four looks for it: the call's own, off, on, and off again.
+    int looks = 0;
+    support::on_call("KLIBCModuleIsLoad", [&] {
+        if (++looks == 4)
+            shell("ip link set lan0 down");
+    });
+    EXPECT_EQ(-1, set_static("none"));
+    EXPECT_EQ(4, looks);
+    EXPECT_EQ("0\n", disabled());
+    EXPECT_TRUE(support::is_set_in(FILE_NAME, NET_ERR_BAD_ADDRESS));
 }
 
 TEST_F(Ipv6ConfSet, StaticTakesEveryWayToWriteAnAddress)
@@ -779,15 +852,35 @@ TEST_F(Ipv6ConfSet, StaticWhoseAddressIsADuplicate)
 TEST_F(Ipv6ConfSet, StaticStopsAClientThatStillRunsWithADuplicate)
 {
     const Client client("client");
+    fail_to_stop();
     find_duplicate();
     EXPECT_EQ(1, set_static());
     const char *const DELETE_NEW = "[/sbin/ip] [-6] [address] [del] [2001:db8::5/64] [dev] [lan0]";
     EXPECT_THAT(calls(), ElementsAre(STOP_CLIENT, ADD_NEW, DELETE_NEW, STOP_CLIENT));
+    EXPECT_EQ(NO_ERROR_SET, last_error()) << "a duplicate is told by the result";
     reset();
+    fail_to_stop();
     find_duplicate();
     fail_call("KLIBCExecl", 2);
     EXPECT_EQ(-1, set_static());
     EXPECT_THAT(calls(), ElementsAre(STOP_CLIENT, ADD_NEW, STOP_CLIENT));
+    EXPECT_TRUE(support::is_set_in("fault.c", 0x5151));
+}
+
+TEST_F(Ipv6ConfSet, StaticWithoutMemoryForAllItsAddresses)
+{
+    reset(OFF);
+    std::string rows = SETTLED;
+    for (int i = 10; i < 26; ++i)
+        rows += "20010db80000000000000000000000" + std::to_string(i) + " 02 40 00 80 lan0\n";
+    table(rows);
+    support::on_wait([] { fail_call("calloc"); });
+    EXPECT_EQ(-1, set_static());
+    EXPECT_EQ(LOG_ERR, error("failed to run ipv6 dad failed ip"));
+    EXPECT_TRUE(support::is_set_in("net_ipv6_remove_dad_failed_ip.cpp", NET_ERR_NO_SPACE));
+    EXPECT_THAT(calls(), ElementsAre(ADD_NEW));
+    EXPECT_EQ(OFF + "IPV6_ACCEPT_RA=\"0\"\n", file());
+    EXPECT_EQ("1\n", disabled());
 }
 
 TEST_F(Ipv6ConfSet, StaticWhoseDuplicateStays)
@@ -878,7 +971,7 @@ TEST_F(Ipv6ConfSet, StaticRefusesARouterOfAnotherSubnet)
                       std::to_string(prefix) + "\"\n",
                   file());
         EXPECT_EQ("1\n", disabled());
-        EXPECT_STREQ("process.cpp", KLIBCErrorGetFile()) << "only that there is no pid file";
+        EXPECT_EQ(NO_ERROR_SET, last_error()) << "the result says it";
     }
 }
 

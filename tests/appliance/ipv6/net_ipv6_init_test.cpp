@@ -99,6 +99,21 @@ TEST_F(Ipv6Init, LeavesLoopbackAndMembersAlone)
         EXPECT_EQ("x", set_for(name)) << name;
 }
 
+TEST_F(Ipv6Init, LeavesMembersOfAnOpenVSwitchBondAlone)
+{
+    for (const char *name : {"lan0", "lan1", "lan2", "lan3"})
+        add(name, "");
+    ASSERT_EQ(0, mount("tmpfs", "/sys/class/net", "tmpfs", 0, "mode=755"));
+    write_file("/sys/class/net/kavo_ovs_bonds", "ovs_bond0 lan1 lan3\n");
+    EXPECT_EQ(0, KAVONetIpv6Init());
+    EXPECT_EQ("2", set_for("lan0"));
+    EXPECT_EQ("2", set_for("lan2"));
+    for (const char *name : {"lan1", "lan3"}) {
+        EXPECT_EQ("x", set_for(name)) << name;
+        EXPECT_EQ("", read_file(ifcfg(name))) << name;
+    }
+}
+
 TEST_F(Ipv6Init, KeepsTheFirstThirtyTwo)
 {
     // Those without a configuration count too.

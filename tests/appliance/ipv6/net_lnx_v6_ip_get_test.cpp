@@ -89,6 +89,17 @@ TEST_F(LnxV6IpGet, ReadsTheNumbersBehindALongIndexToo)
     EXPECT_EQ(0x80U, found[0].flags);
 }
 
+TEST_F(LnxV6IpGet, ARowWithAnIndexOfFourDigitsIsNotCounted)
+{
+    plain_table("20010db8000000000000000000000001 1000 40 00 80 eth0\n"
+                "20010db8000000000000000000000002 10000 40 00 80 eth0\n"
+                "20010db8000000000000000000000003 fff 40 00 80 eth0\n");
+    EXPECT_EQ(1, get());
+    EXPECT_STREQ("2001:db8::3", found[0].szAddr);
+    EXPECT_TRUE(is_zero(found[1]));
+    EXPECT_THAT(log_lines(), IsEmpty());
+}
+
 TEST_F(LnxV6IpGet, PassesOverBrokenRows)
 {
     plain_table("\n"
