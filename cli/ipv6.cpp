@@ -432,6 +432,17 @@ int flush(const Session &session, const Arguments &arguments)
     return change.end(report_change(session, "flush", before));
 }
 
+// ---- apply
+
+int apply(const Session &session)
+{
+    forget_error();
+    if (KAVONetIpv6Init() != 0)
+        return fail(session, {.what = "cannot apply what the interfaces are to make of router advertisements",
+                              .needs_root = true});
+    return show_all(session);
+}
+
 // ---- the command line
 
 void build_show(CLI::App &verb, Session &session)
@@ -492,6 +503,12 @@ void build_flush(CLI::App &verb, Session &session)
         verb, session, [&session, arguments] { return flush(session, *arguments); }, "  kavonet ipv6 flush eth0");
 }
 
+void build_apply(CLI::App &verb, Session &session)
+{
+    set_action(
+        verb, session, [&session] { return apply(session); }, "  kavonet ipv6 apply");
+}
+
 constexpr Word VERBS[] = {
     {"show", "Show modes, configured addresses and those in force", build_show},
     {"off", "Turn IPv6 off on an interface", build_off},
@@ -500,6 +517,7 @@ constexpr Word VERBS[] = {
     {"static", "Give an interface a static address", build_static},
     {"auto-dhcp", "Addresses from router advertisements, name servers by DHCPv6", build_mode<KAVO_IPV6_AUTO_DHCP>},
     {"flush", "Take every IPv6 address off an interface; its mode stays", build_flush},
+    {"apply", "Accept router advertisements where they are configured; for the start of the machine", build_apply},
 };
 
 } // namespace
