@@ -15,7 +15,8 @@ function(kavo_add_library name)
     target_compile_options(${name} PRIVATE ${KAVO_WARNINGS}
         $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)
     target_compile_definitions(${name} PRIVATE _GNU_SOURCE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
-    target_link_options(${name} PRIVATE -Wl,--version-script=${ARG_MAP} -Wl,-z,now -Wl,-z,relro)
+    # None is ever unloaded: error records point to names in it, and handlers for the end of a thread and for forks are in it.
+    target_link_options(${name} PRIVATE -Wl,--version-script=${ARG_MAP} -Wl,-z,now -Wl,-z,relro -Wl,-z,nodelete)
     if(NOT KAVONET_SANITIZE)
         target_link_options(${name} PRIVATE -Wl,--no-undefined)
     endif()

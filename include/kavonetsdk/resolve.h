@@ -18,7 +18,7 @@ extern "C" {
  * resolv6.conf. The line of /etc/resolv.conf.option that begins with "domain" and a tab is added as it is. The mode is
  * "dns_mode" in /etc/kavoinfo.conf.
  *
- * Each file is written beside its target and put in its place whole: readers see the old file or the new one, and a
+ * Each file is written beside its target, synced and put in its place whole: readers see the old file or the new one, and a
  * failure leaves the old one and no temporary file. Subscribers of the events run within the call (at most 30 s each);
  * an event that cannot be delivered, or a service that cannot be reloaded, fails none of these functions.
  */
@@ -49,8 +49,8 @@ int KAVONetDNSUpdate(void);
 
 /* Writes the servers, then the option lines (null or empty: none), into /etc/resolv.conf, mode 0644. "net/dns_change" is
  * sent in phase 4 before the file is put in place and in phase 5 after it. Takes no lock: callers keep others away.
- * Returns 0 or -1: no code for a null or empty server list, NET_ERR_BAD_PARAMETER for a text that holds a newline,
- * NET_ERR_OPEN_FAILED, NET_ERR_WRITE_FAILED, NET_ERR_RENAME_FAILED. */
+ * Returns 0 or -1: no code for a null or empty server list, NET_ERR_BAD_PARAMETER for a text that holds a newline or is
+ * missing, NET_ERR_OPEN_FAILED, NET_ERR_WRITE_FAILED, NET_ERR_RENAME_FAILED. */
 int KAVONetDNSFileSet(const KLIBSZLIST *pServers, const KLIBSZLIST *pOptions);
 
 /* Appends the servers of /etc/resolv.conf, or of the administrator's list, to the caller's list, which may move: *ppList

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace kavo {
@@ -41,6 +42,22 @@ bool resolve_folder(std::string_view folder, PathBuffer &result)
         folder.remove_prefix(1);
     const bool root = resolved[1] == '\0';
     return join(result, root && !folder.empty() ? "" : resolved, folder.empty() ? "" : "/", folder);
+}
+
+// Whether a link is to be followed. Others can neither replace nor remove one that is, so it stays what was looked at.
+bool is_trusted(const PathBuffer &path, const struct stat &link)
+{
+    constexpr mode_t SHARED = S_ISVTX | S_IWOTH;
+    if (link.st_uid == geteuid())
+        return true;
+    PathBuffer name;
+    struct stat folder;
+    if (!join(name, folder_of(path)) || stat(name, &folder) != 0)
+        return false;
+    if ((folder.st_mode & SHARED) != SHARED || folder.st_uid == link.st_uid)
+        return true;
+    errno = EACCES;
+    return false;
 }
 
 } // namespace
@@ -95,10 +112,17 @@ bool follow_links(const char *path, PathBuffer &result)
     for (int links = 0; links <= MOST_LINKS; ++links) {
         if (!canonical(name, result))
             return false;
+        struct stat status;
+        if (lstat(result, &status) != 0)
+            return errno == ENOENT; // nothing there
+        if (!S_ISLNK(status.st_mode))
+            return true;
+        if (!is_trusted(result, status))
+            return false;
         PathBuffer target;
         const ssize_t length = readlink(result, target, sizeof target);
         if (length < 0)
-            return errno == EINVAL || errno == ENOENT; // no link, or nothing there
+            return errno == EINVAL || errno == ENOENT; // it is gone, with or without another file in its place
         const std::string_view link(target, static_cast<size_t>(length));
         const bool absolute = !link.empty() && link.front() == '/';
         if (!join(name, absolute ? "" : folder_of(result), link))

@@ -22,7 +22,8 @@ std::string_view base_of(std::string_view path);
 bool canonical(const char *path, PathBuffer &result);
 
 // The file that a path stands for: symbolic links in its last part are followed, also to a file that does not exist yet.
-// The result is canonical. False with errno.
+// In a folder like /tmp, sticky and writable by all, only a link of the caller or of the folder's owner is followed, as the
+// system does by itself where it is told to; another one is refused (EACCES). The result is canonical. False with errno.
 bool follow_links(const char *path, PathBuffer &result);
 
 } // namespace kavo

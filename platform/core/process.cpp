@@ -11,11 +11,14 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include "core/descriptor.h"
 #include "core/fail.h"
+#include "core/open_file.h"
+#include "core/path.h"
 #include "kavo/core.h"
 #include "spawn/spawn.h"
 
@@ -51,10 +54,9 @@ int positive_number(std::string_view text)
     return static_cast<int>(number);
 }
 
-// Reads from the beginning of a file into a buffer, as much as fits. -1 with errno.
-ssize_t read_start(const char *path, char *buffer, size_t size)
+// Reads from the beginning of an open file into a buffer, as much as fits. -1 with errno.
+ssize_t read_start(const Descriptor &file, char *buffer, size_t size)
 {
-    const Descriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!file)
         return -1;
     size_t have = 0;
@@ -74,7 +76,7 @@ ssize_t read_of_process(int pid, const char *file, char *buffer, size_t size)
 {
     char path[64];
     snprintf(path, sizeof path, "/proc/%d/%s", pid, file);
-    return read_start(path, buffer, size);
+    return read_start(Descriptor(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK)), buffer, size);
 }
 
 // The line "pid (name) state ppid ...". The name may hold anything, blanks and parentheses included; what follows it
@@ -131,6 +133,14 @@ template <class Visit> bool for_each_process(Visit visit)
         if (pid > 0 && !visit(pid))
             return true;
     }
+}
+
+// Pid files stand in /tmp too.
+Descriptor open_pid_file(const char *path)
+{
+    PathBuffer target;
+    struct stat status;
+    return follow_links(path, target) ? open_plain_file(target, status) : Descriptor();
 }
 
 // ---- Processes by their name
@@ -367,7 +377,7 @@ extern "C" int KLIBCReadPidFile(const char *szPath)
     if (szPath == nullptr || szPath[0] == '\0')
         return fail(ERROR_PARAMETER, -1);
     char text[64];
-    const ssize_t length = read_start(szPath, text, sizeof text);
+    const ssize_t length = read_start(open_pid_file(szPath), text, sizeof text);
     if (length < 0)
         return fail(ERROR_OPEN, -1);
     const std::string_view number(text, static_cast<size_t>(length));

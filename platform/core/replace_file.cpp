@@ -12,6 +12,7 @@
 #include "core/fingerprint.h"
 #include "core/lock_file.h"
 #include "core/lock_wait.h"
+#include "core/open_file.h"
 #include "core/temporary_name.h"
 
 namespace kavo {
@@ -19,9 +20,6 @@ namespace {
 
 // A change takes milliseconds; who waits this long waits for something that hangs.
 constexpr int LONGEST_WAIT = 30;
-
-// O_NONBLOCK: a pipe must not hold the caller up. It means nothing for files.
-constexpr int READ_FLAGS = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
 // Writers of a file meet at one of a fixed number of locks: so their lock files stay few although every temporary file
 // has a name of its own. Writers of two files that share one wait for each other, which is harmless, because no writer
@@ -140,12 +138,10 @@ bool FileChange::begin(const char *path)
     if (lock_ < 0)
         return fail(ERROR_LOCK, false);
 
-    const Descriptor file(open(target_, READ_FLAGS | O_NOFOLLOW));
+    struct stat status;
+    const Descriptor file = open_plain_file(target_, status); // a device must not be replaced by a file
     if (!file)
         return errno == ENOENT || fail(ERROR_OPEN, false);
-    struct stat status;
-    if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) // a device must not be replaced by a file
-        return fail(ERROR_OPEN, false);
     attributes_ = {true, status.st_mode & 07777, status.st_uid, status.st_gid};
     return read_open_file(file, content_);
 }
@@ -170,7 +166,7 @@ bool FileChange::finish(std::string_view content)
 
 bool read_file(const char *path, Bytes &content)
 {
-    const Descriptor file(open(path, READ_FLAGS));
+    const Descriptor file = open_file(path);
     if (!file)
         return fail(ERROR_OPEN, false);
     return read_open_file(file, content);

@@ -15,7 +15,6 @@
 namespace kavo {
 namespace {
 
-constexpr int SUBSCRIBER_SECONDS = 30;
 constexpr size_t LONGEST_EVENT_NAME = 255;
 
 struct Phase {

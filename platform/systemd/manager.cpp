@@ -6,6 +6,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "systemd/limits.h"
+
 namespace kavo {
 namespace {
 
@@ -17,9 +19,9 @@ constexpr char UNIT_INTERFACE[] = "org.freedesktop.systemd1.Unit";
 constexpr char NO_SUCH_UNIT[] = "org.freedesktop.systemd1.NoSuchUnit";
 
 constexpr uint64_t SECOND = 1'000'000;
-constexpr uint64_t CONNECT_LIMIT = 10 * SECOND;
-constexpr uint64_t CALL_LIMIT = 25 * SECOND;
-constexpr uint64_t JOB_LIMIT = 100 * SECOND;
+constexpr uint64_t CONNECT_LIMIT = CONNECT_SECONDS * SECOND;
+constexpr uint64_t CALL_LIMIT = CALL_SECONDS * SECOND;
+constexpr uint64_t JOB_LIMIT = JOB_SECONDS * SECOND;
 
 uint64_t now()
 {

@@ -9,6 +9,18 @@
 
 namespace kavonet {
 
+// Whether there is a list and each of its servers.
+inline bool is_server_list(const KLIBSZLIST *servers)
+{
+    if (servers == nullptr)
+        return false;
+    for (int i = 0; i < servers->nItem; ++i) {
+        if (KLIBCSzListGet(servers, i) == nullptr)
+            return false;
+    }
+    return true;
+}
+
 // Attaches NITEMS and the servers as DNS_1, DNS_2, ... and fires the event. Returns 0, or -1 with a log line of the place
 // of the call: log readers look for the file of the event's own function.
 inline int send_dns_list(Event &event, int phase, const KLIBSZLIST *servers, const char *path = __builtin_FILE(),

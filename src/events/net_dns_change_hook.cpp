@@ -8,7 +8,7 @@ using namespace kavonet;
 
 int KAVONetDNSChangeHook(int phase, const KLIBSZLIST *pDns)
 {
-    if (pDns == nullptr)
+    if (!is_server_list(pDns))
         return fail(NET_ERR_BAD_PARAMETER, -1);
     Event event("net/dns_change");
     if (!event) {

@@ -10,7 +10,7 @@ using namespace kavonet;
 int KAVONetDnsConfigChangeHook(int phase, const char *szIf, const KLIBSZLIST *pDns)
 {
     // An empty interface means all of them.
-    if (szIf == nullptr || (szIf[0] != '\0' && !is_short_interface_name(szIf)) || pDns == nullptr)
+    if (szIf == nullptr || (szIf[0] != '\0' && !is_short_interface_name(szIf)) || !is_server_list(pDns))
         return fail(NET_ERR_BAD_PARAMETER, -1);
     Event event("net/dns_config_change");
     if (!event) {

@@ -14,11 +14,12 @@ using namespace kavonet;
 
 namespace {
 
-// Whether each text stays on the one line that it gets.
+// Whether each text is there and stays on the one line that it gets.
 bool fit_lines(const KLIBSZLIST *texts)
 {
     for (int i = 0; i < texts->nItem; ++i) {
-        if (strchr(KLIBCSzListGet(texts, i), '\n') != nullptr)
+        const char *text = KLIBCSzListGet(texts, i);
+        if (text == nullptr || strchr(text, '\n') != nullptr)
             return false;
     }
     return true;

@@ -34,7 +34,8 @@ public:
 
     bool write_servers(const KLIBSZLIST *servers) { return write_lines("nameserver\t", servers); }
     bool write_options(const KLIBSZLIST *options) { return write_lines("", options); }
-    bool flush() { return fflush(file_.get()) == 0; }
+    // Whether all of it is on the disk.
+    bool flush() { return fflush(file_.get()) == 0 && fsync(fileno(file_.get())) == 0; }
     // The stream stays open: it is closed when all is done.
     bool put_in_place() { return rename(name_.c_str(), target_) == 0; }
 
@@ -42,7 +43,8 @@ private:
     bool write_lines(const char *beginning, const KLIBSZLIST *texts)
     {
         for (int i = 0; i < texts->nItem; ++i) {
-            if (fprintf(file_.get(), "%s%s\n", beginning, KLIBCSzListGet(texts, i)) < 0)
+            const char *text = KLIBCSzListGet(texts, i);
+            if (text == nullptr || fprintf(file_.get(), "%s%s\n", beginning, text) < 0)
                 return false;
         }
         return true;

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "frame/error.h"
@@ -73,6 +74,17 @@ void delete_file(const Path &path)
         log_err("remove file %s failed", path.c_str());
 }
 
+// Everybody may put files into /tmp, and cp writes through what stands in its target's place: a link, a pipe, a file of
+// another user or one with a second name. Such a thing goes.
+void remove_planted(const Path &path)
+{
+    struct stat file {};
+    if (lstat(path.c_str(), &file) != 0)
+        return;
+    if (!S_ISREG(file.st_mode) || file.st_uid != geteuid() || file.st_nlink != 1)
+        unlink(path.c_str());
+}
+
 // The bond takes over its first member's address settings, and the lease with them. A member that has none of them
 // leaves the bond to its own.
 void inherit(const char *bond, const char *first)
@@ -80,6 +92,7 @@ void inherit(const char *bond, const char *first)
     constexpr char LEASE[] = "/tmp/dhcpv4.leases.%s";
     const Path lease(LEASE, bond);
     copy_file(ifcfg_path(first), ifcfg_path(bond));
+    remove_planted(lease);
     copy_file(Path(LEASE, first), lease);
     KLIBCFileReplaceSubStr(lease.c_str(), first, bond);
 }

@@ -145,10 +145,10 @@ int KLIBNetVlanCreate(const char *szRowDev, int32_t id, const KAVONETINFO *pInfo
         log_err("Fail to init plugin) [0x%04X %s:%d]", PLATFORM_ERROR);
         return -1;
     }
-    if (!change.announce(Event::PRE, 0))
+    if (!change.announce_before())
         log_err("Fail to execute net plugin (PRE) [0x%04X %s:%d]", PLATFORM_ERROR);
     const int result = create(files, szRowDev, id, name.c_str(), address) ? 0 : -1;
-    if (!change.announce(Event::POST, result))
+    if (!change.announce_after(result))
         log_err("Fail to execute net plugin (POST) [0x%04X %s:%d]", PLATFORM_ERROR);
     return result;
 }

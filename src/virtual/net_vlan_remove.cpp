@@ -59,10 +59,10 @@ int KLIBNetVlanRemove(const char *szVlan)
         log_err("Fail to init plugin) [0x%04X %s:%d]", PLATFORM_ERROR);
         return -1;
     }
-    if (!change.announce(Event::PRE, 0))
+    if (!change.announce_before())
         log_err("Fail to execute net plugin (PRE) [0x%04X %s:%d]", PLATFORM_ERROR);
     const int result = remove_vlan(device_file, szVlan, vlan.szRowDev) ? 0 : -1;
-    if (!change.announce(Event::POST, result))
+    if (!change.announce_after(result))
         log_err("Fail to execute net plugin (POST) [0x%04X %s:%d]", PLATFORM_ERROR);
     return result;
 }

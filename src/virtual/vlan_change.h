@@ -31,13 +31,17 @@ public:
 
     explicit operator bool() const { return static_cast<bool>(event_); }
 
+    bool announce_before() { return announce(Event::PRE, 0); }
+    // An event that is not open any more is told nothing, which is no failure.
+    bool announce_after(int result) { return KLIBPluginHasInit(event_.handle()) == 0 || announce(Event::POST, result); }
+
+private:
     bool announce(int phase, int result)
     {
         const bool set = KLIBNetIFChgPluginSetArgs(event_.handle(), &from_, 1, &to_, 1, result) == 0;
         return set && event_.fire(phase);
     }
 
-private:
     const char *from_;
     const char *to_;
     Event event_;

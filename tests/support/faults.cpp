@@ -44,6 +44,16 @@ const char *any_failed = nullptr;
 bool armed = false;
 bool acting = false; // inside an action
 
+KLIBPLUGINHANDLE left_handle = 0;
+
+// A release that fails has nobody to make up for it. An item that is missing or an event that is not open is an answer, which
+// a test asks for by its name.
+bool never_has_a_turn(const char *function)
+{
+    return strstr(function, "Unlock") != nullptr || strcmp(function, "KLIBPluginExit") == 0 ||
+           strcmp(function, "KLIBPluginHasInit") == 0 || strcmp(function, "KLIBCSzListGet") == 0;
+}
+
 } // namespace
 
 void fail_call(const char *function, int n)
@@ -70,6 +80,11 @@ const char *failed_call()
     return any_failed;
 }
 
+void leave_handle(KLIBPLUGINHANDLE handle)
+{
+    left_handle = handle;
+}
+
 bool failing_any()
 {
     return any_to_fail > 0;
@@ -81,13 +96,13 @@ void clear_faults()
     pending().clear();
     actions().clear();
     armed = false;
+    left_handle = 0;
 }
 
 bool fails_now(const char *function)
 {
     if (any_to_fail > 0) {
-        // A release that fails has nobody to make up for it.
-        if (strstr(function, "Unlock") != nullptr || strcmp(function, "KLIBPluginExit") == 0)
+        if (never_has_a_turn(function))
             return false;
         if (++any_made != any_to_fail)
             return false;
@@ -135,6 +150,16 @@ size_t note_hostname(size_t size)
     return size;
 }
 
+std::atomic<int> synced = -1;
+
+// The platform's record, and a handle all the same where a test wants one.
+void fail_to_open(KLIBPLUGINHANDLE *handle)
+{
+    KLIBCErrSetEx(0x5151, "fault.c", 51);
+    if (support::left_handle != 0)
+        *handle = support::left_handle;
+}
+
 template <class Function> Function real(const char *name)
 {
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
@@ -152,6 +177,11 @@ size_t support::last_hostname_size()
     return last_hostname;
 }
 
+int support::last_synced()
+{
+    return synced;
+}
+
 // A stand-in that fails on demand with `failure` and the error that the function leaves, and else calls the real one.
 #define FAILING_WITH(result, name, parameters, arguments, failure, leave_error)                                        \
     extern "C" result name parameters                                                                                  \
@@ -165,7 +195,7 @@ size_t support::last_hostname_size()
         return next arguments;                                                                                         \
     }
 
-// The platform leaves its record, libc just errno.
+// The platform leaves its record; libc, and what only answers a question, just errno.
 #define FAILING(result, name, parameters, arguments, failure)                                                          \
     FAILING_WITH(result, name, parameters, arguments, failure, KLIBCErrSetEx(0x5151, "fault.c", 51))
 #define FAILING_LIBC(result, name, parameters, arguments, failure)                                                     \
@@ -203,14 +233,16 @@ FAILING(int, KLIBCExecv, (const char *program, char *const *arguments, int flag)
 FAILING(int, KLIBCStrCat, (char **buffer, size_t *size, const char *text), (buffer, size, text), -1)
 FAILING(int, KLIBCFileITmpName, (const char *target, char *name, int size), (target, name, size), -1)
 FAILING(int, KLIBCModuleIsLoad, (const char *module), (module), -1)
-FAILING(int, KLIBPluginSDKInit, (const char *domain, const char *event, KLIBPLUGINHANDLE *handle),
-        (domain, event, handle), -1)
+FAILING_WITH(int, KLIBPluginSDKInit, (const char *domain, const char *event, KLIBPLUGINHANDLE *handle),
+             (domain, event, handle), -1, fail_to_open(handle))
 FAILING(int, KLIBPluginSetArg, (KLIBPLUGINHANDLE handle, const char *key, const char *value), (handle, key, value), -1)
 FAILING(int, KLIBPluginSetArgByInt, (KLIBPLUGINHANDLE handle, const char *key, int value), (handle, key, value), -1)
 FAILING(int, KLIBPluginSetArgByArray, (KLIBPLUGINHANDLE handle, const char *key, const char *const *values, int count),
         (handle, key, values, count), -1)
 FAILING(int, KLIBPluginAction, (int phase, KLIBPLUGINHANDLE handle), (phase, handle), -1)
 FAILING(int, KLIBPluginExit, (KLIBPLUGINHANDLE handle), (handle), -1)
+FAILING_LIBC(int, KLIBPluginHasInit, (KLIBPLUGINHANDLE handle), (handle), 0)
+FAILING_LIBC(const char *, KLIBCSzListGet, (const KLIBSZLIST *list, int i), (list, i), nullptr)
 FAILING(int, KAVOHAGetHeartbeatIF, (char *name, int size), (name, size), -1)
 FAILING(int, KAVOHAGetRelatedIFInfo, (const char *name, char *address, int addressSize, char *mask, int maskSize),
         (name, address, addressSize, mask, maskSize), -1)
@@ -220,10 +252,20 @@ FAILING_LIBC(int, rename, (const char *from, const char *to) noexcept, (from, to
 FAILING_LIBC(int, getifaddrs, (struct ifaddrs * *list) noexcept, (list), -1)
 FAILING_LIBC(int, unlink, (const char *path) noexcept, (path), -1)
 FAILING_LIBC(int, chmod, (const char *path, mode_t mode) noexcept, (path, mode), -1)
-FAILING_LIBC(int, fsync, (int fd), (fd), -1)
 FAILING_LIBC(int, fflush, (FILE * file), (file), EOF)
 FAILING_LIBC(int, sethostname, (const char *name, size_t size) noexcept, (name, note_hostname(size)), -1)
 FAILING_LIBC(int, gethostname, (char *name, size_t size) noexcept, (name, size), -1)
+
+extern "C" int fsync(int fd)
+{
+    synced = fd;
+    if (support::fails_now("fsync")) {
+        errno = EIO;
+        return -1;
+    }
+    static const auto next = real<int (*)(int)>("fsync");
+    return next(fd);
+}
 
 // A stream that fails to close is closed nevertheless.
 extern "C" int fclose(FILE *file)

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <functional>
 
+#include "kavo/plugin.h"
+
 namespace support {
 
 // From now on the n-th call (1: the next) of the function fails once; 0 for n: every call fails. The functions that can
@@ -20,8 +22,14 @@ int last_lock_wait();
 // How many bytes sethostname was last given.
 size_t last_hostname_size();
 
-// From now on the n-th call (1: the next) of any function that can fail, whichever it is but those that release, fails once. failed_call() names
-// it, and is null when fewer calls than n were made.
+// The descriptor that fsync was last given; known to an action at fsync too.
+int last_synced();
+
+// What a KLIBPluginSDKInit that fails leaves in the caller's handle, until the faults are forgotten. 0: nothing, as at first.
+void leave_handle(KLIBPLUGINHANDLE handle);
+
+// From now on the n-th call (1: the next) of any function that can fail, whichever it is but those that release or that
+// answer a question, fails once. failed_call() names it, and is null when fewer calls than n were made.
 void fail_any_call(long n);
 const char *failed_call();
 bool failing_any();

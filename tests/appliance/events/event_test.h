@@ -45,6 +45,14 @@ protected:
         fail_call(function, n);
     }
 
+    // Makes the opening fail when the platform has filled the handle already.
+    void make_half_open()
+    {
+        constexpr KLIBPLUGINHANDLE HALF_OPEN = 4711;
+        make_fail("KLIBPluginSDKInit");
+        support::leave_handle(HALF_OPEN);
+    }
+
     [[nodiscard]] int exits() const { return exits_; }
 
     struct FreeList {

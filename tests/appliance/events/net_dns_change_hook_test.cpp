@@ -56,6 +56,36 @@ TEST_F(DnsChangeHook, EachFailureSaysWhatFailed)
     expect_failure("KLIBPluginAction", 1, "KLIBPluginAction failed", 1);
 }
 
+TEST_F(DnsChangeHook, AnEventThatOpensOnlyHalfIsClosed)
+{
+    make_half_open();
+    const auto list = servers({"192.0.2.1"});
+    EXPECT_EQ(-1, KAVONetDNSChangeHook(PRE, list.get()));
+    EXPECT_EQ(LOG_ERR, logged_in(FILE_NAME, "KLIBPluginSDKInit failed"));
+    EXPECT_EQ(1, exits());
+    EXPECT_THAT(followed(), IsEmpty());
+}
+
+TEST_F(DnsChangeHook, AnEmptyServerIsTold)
+{
+    const auto list = servers({"", "192.0.2.2"});
+    EXPECT_EQ(0, KAVONetDNSChangeHook(PRE, list.get()));
+    EXPECT_THAT(followed(), ElementsAre("net/dns_change pre NITEMS=2 DNS_1= DNS_2=192.0.2.2"));
+}
+
+TEST_F(DnsChangeHook, AServerThatIsMissingIsRefused)
+{
+    for (const int n : {1, 2}) {
+        make_fail("KLIBCSzListGet", n);
+        const auto list = servers({"192.0.2.1", "192.0.2.2"});
+        EXPECT_EQ(-1, KAVONetDNSChangeHook(PRE, list.get())) << n;
+        EXPECT_TRUE(support::is_set_in(FILE_NAME, NET_ERR_BAD_PARAMETER)) << n;
+        EXPECT_EQ(0, exits());
+        EXPECT_THAT(log_lines(), IsEmpty());
+    }
+    EXPECT_THAT(followed(), IsEmpty());
+}
+
 TEST_F(DnsChangeHook, AnUnknownPhaseIsAFailure)
 {
     const auto list = servers({});

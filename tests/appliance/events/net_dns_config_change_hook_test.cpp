@@ -65,6 +65,36 @@ TEST_F(DnsConfigChangeHook, EachFailureSaysWhatFailed)
     expect_failure("KLIBPluginAction", 1, "KLIBPluginAction failed", 1);
 }
 
+TEST_F(DnsConfigChangeHook, AnEventThatOpensOnlyHalfIsClosed)
+{
+    make_half_open();
+    const auto list = servers({"192.0.2.1"});
+    EXPECT_EQ(-1, KAVONetDnsConfigChangeHook(PRE, "eth0", list.get()));
+    EXPECT_EQ(LOG_ERR, logged_in(FILE_NAME, "KLIBPluginSDKInit failed"));
+    EXPECT_EQ(1, exits());
+    EXPECT_THAT(followed(), IsEmpty());
+}
+
+TEST_F(DnsConfigChangeHook, AnEmptyServerIsTold)
+{
+    const auto list = servers({""});
+    EXPECT_EQ(0, KAVONetDnsConfigChangeHook(POST, "eth0", list.get()));
+    EXPECT_THAT(followed(), ElementsAre("net/dns_config_change post INTERFACE=eth0 NITEMS=1 DNS_1="));
+}
+
+TEST_F(DnsConfigChangeHook, AServerThatIsMissingIsRefused)
+{
+    for (const int n : {1, 2}) {
+        make_fail("KLIBCSzListGet", n);
+        const auto list = servers({"192.0.2.1", "192.0.2.2"});
+        EXPECT_EQ(-1, KAVONetDnsConfigChangeHook(PRE, "eth0", list.get())) << n;
+        EXPECT_TRUE(support::is_set_in(FILE_NAME, NET_ERR_BAD_PARAMETER)) << n;
+        EXPECT_EQ(0, exits());
+        EXPECT_THAT(log_lines(), IsEmpty());
+    }
+    EXPECT_THAT(followed(), IsEmpty());
+}
+
 TEST_F(DnsConfigChangeHook, AFailingSubscriberIsAFailure)
 {
     follow("net/dns_config_change", 3);

@@ -57,13 +57,24 @@ TEST_F(GatewayConfigChangeHook, EachFailureSaysWhatFailed)
     expect_failure("KLIBPluginAction", 1, "KLIBPluginAction failed", 1);
 }
 
+TEST_F(GatewayConfigChangeHook, AnEventThatOpensOnlyHalfIsClosed)
+{
+    make_half_open();
+    EXPECT_EQ(-1, KAVONetGatewayConfigChangeHook(PRE, "ipv4", "eth0", "192.0.2.1", "192.0.2.2"));
+    EXPECT_EQ(LOG_ERR, logged_in(FILE_NAME, "KLIBPluginSDKInit failed"));
+    EXPECT_EQ(1, exits());
+    EXPECT_THAT(followed(), IsEmpty());
+}
+
 TEST_F(GatewayConfigChangeHook, RefusesNullEmptyAndHostileTexts)
 {
     expect_refused(nullptr, "eth0", "192.0.2.1", "192.0.2.2");
     expect_refused("", "eth0", "192.0.2.1", "192.0.2.2");
     expect_refused("ipv4", nullptr, "192.0.2.1", "192.0.2.2");
     expect_refused("ipv4", "eth0", nullptr, "192.0.2.2");
+    expect_refused("ipv4", "eth0", "", "192.0.2.2");
     expect_refused("ipv4", "eth0", "192.0.2.1", nullptr);
+    expect_refused("ipv4", "eth0", "192.0.2.1", "");
     for (const std::string &name : support::hostile_names())
         expect_refused("ipv4", name.c_str(), "192.0.2.1", "192.0.2.2");
     expect_refused("ipv4", support::NAME_OF_16, "192.0.2.1", "192.0.2.2");

@@ -40,6 +40,15 @@ TEST_F(HostnameChangeHook, FailuresAreLoggedWithoutFileAndLine)
     expect_failure("KLIBPluginAction", "KLIBPluginAction failed", 1);
 }
 
+TEST_F(HostnameChangeHook, AnEventThatOpensOnlyHalfIsClosed)
+{
+    make_half_open();
+    EXPECT_EQ(-1, KAVONetHostnameChangeHook("box"));
+    EXPECT_EQ(LOG_ERR, logged_bare("KLIBPluginSDKInit failed"));
+    EXPECT_EQ(1, exits());
+    EXPECT_THAT(followed(), IsEmpty());
+}
+
 TEST_F(HostnameChangeHook, RefusesNullAndEmptyNames)
 {
     for (const char *name : {static_cast<const char *>(nullptr), ""}) {

@@ -38,6 +38,15 @@ TEST_F(IfChgPluginSetArgs, AttachesOldNewAndResultInThisOrder)
     EXPECT_EQ(NO_ERROR_SET, last_error());
 }
 
+TEST_F(IfChgPluginSetArgs, EmptyNamesAndEmptyListsAreAttached)
+{
+    const char *const empty[] = {""};
+    EXPECT_EQ(0, KLIBNetIFChgPluginSetArgs(handle, empty, 1, NEW_NAMES, 0, 0));
+    EXPECT_EQ(0, KLIBPluginAction(PRE, handle));
+    EXPECT_THAT(followed(), ElementsAre("net/ifname_change pre ORIGIN_IFNAME_0= ORIGIN_IFNAME_COUNT=1 IFNAME_COUNT=0 "
+                                        "RESULT=0"));
+}
+
 TEST_F(IfChgPluginSetArgs, StopsAtTheFirstThatFails)
 {
     int arrays = 0;

@@ -39,6 +39,14 @@ TEST_F(LinkDownEvent, FailuresAreSilentAndCloseTheContext)
     expect_failure("KLIBPluginAction");
 }
 
+TEST_F(LinkDownEvent, AnEventThatOpensOnlyHalfIsClosed)
+{
+    make_half_open();
+    EXPECT_EQ(-1, KLIBNetIfLinkDownEvent("eth0"));
+    EXPECT_EQ(1, exits());
+    EXPECT_THAT(followed(), IsEmpty());
+}
+
 TEST_F(LinkDownEvent, AFailingSubscriberIsAFailure)
 {
     follow("net/if_link_down", 1);

@@ -39,6 +39,14 @@ TEST_F(LinkUpEvent, FailuresAreSilentAndCloseTheContext)
     expect_failure("KLIBPluginAction");
 }
 
+TEST_F(LinkUpEvent, AnEventThatOpensOnlyHalfIsClosed)
+{
+    make_half_open();
+    EXPECT_EQ(-1, KLIBNetIfLinkUpEvent("eth0"));
+    EXPECT_EQ(1, exits());
+    EXPECT_THAT(followed(), IsEmpty());
+}
+
 TEST_F(LinkUpEvent, AFailingSubscriberIsAFailure)
 {
     follow("net/if_link_up", 1);

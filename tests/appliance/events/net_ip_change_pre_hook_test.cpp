@@ -77,6 +77,16 @@ TEST_F(IpChangePreHook, AnInterfaceThatCannotBeAskedSendsNothing)
     EXPECT_THAT(followed(), IsEmpty());
 }
 
+TEST_F(IpChangePreHook, FamilyAndPrefixAreLookedAtBeforeTheLink)
+{
+    answer_flags(-1);
+    expect_refused(IPV4, "eth0", "192.0.2.1", "192.0.2.2", 33);
+    expect_refused(IPV6, "eth0", "::1", "::2", 129);
+    expect_refused(2, "eth0", "192.0.2.1", "192.0.2.2", 24);
+    EXPECT_EQ(0, support::ioctl_calls());
+    EXPECT_THAT(log_lines(), IsEmpty());
+}
+
 TEST_F(IpChangePreHook, PrefixesUpToTheFamilysLengthAreTold)
 {
     EXPECT_EQ(0, KAVONetIPChangePreHook(IPV4, "eth0", "192.0.2.1", "192.0.2.2", 32));
@@ -112,6 +122,15 @@ TEST_F(IpChangePreHook, AContextThatDoesNotOpenIsLoggedWithoutFileAndLine)
     EXPECT_EQ(0, exits());
 }
 
+TEST_F(IpChangePreHook, AnEventThatOpensOnlyHalfIsClosed)
+{
+    make_half_open();
+    EXPECT_EQ(-1, KAVONetIPChangePreHook(IPV4, "eth0", "192.0.2.1", "192.0.2.2", 24));
+    EXPECT_EQ(LOG_ERR, logged_bare("KLIBPluginSDKInit failed"));
+    EXPECT_EQ(1, exits());
+    EXPECT_THAT(followed(), IsEmpty());
+}
+
 TEST_F(IpChangePreHook, LaterFailuresAreSilentAndCloseTheContext)
 {
     for (int n = 1; n <= 5; ++n) {
@@ -128,11 +147,12 @@ TEST_F(IpChangePreHook, LaterFailuresAreSilentAndCloseTheContext)
     EXPECT_THAT(followed(), IsEmpty());
 }
 
-TEST_F(IpChangePreHook, RefusesNullAndHostileTexts)
+TEST_F(IpChangePreHook, RefusesNullEmptyAndHostileTexts)
 {
     expect_refused(IPV4, nullptr, "192.0.2.1", "192.0.2.2", 24);
     expect_refused(IPV4, "eth0", nullptr, "192.0.2.2", 24);
     expect_refused(IPV4, "eth0", "192.0.2.1", nullptr, 24);
+    expect_refused(IPV4, "eth0", "192.0.2.1", "", 24);
     for (const std::string &name : support::hostile_names())
         expect_refused(IPV4, name.c_str(), "192.0.2.1", "192.0.2.2", 24);
     expect_refused(IPV4, support::NAME_OF_16, "192.0.2.1", "192.0.2.2", 24);

@@ -51,6 +51,15 @@ TEST_F(MtuChangeHook, FailuresAreLoggedWithoutFileAndLine)
     expect_failure("KLIBPluginAction", 1, "KLIBPluginAction failed", 1);
 }
 
+TEST_F(MtuChangeHook, AnEventThatOpensOnlyHalfIsClosed)
+{
+    make_half_open();
+    EXPECT_EQ(-1, KAVONetMTUChangeHook("eth0", "9000", PRE));
+    EXPECT_EQ(LOG_ERR, logged_bare("KLIBPluginSDKInit failed"));
+    EXPECT_EQ(1, exits());
+    EXPECT_THAT(followed(), IsEmpty());
+}
+
 TEST_F(MtuChangeHook, RefusesNullEmptyAndHostileTexts)
 {
     expect_refused(nullptr, "9000");

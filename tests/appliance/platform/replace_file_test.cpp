@@ -2,6 +2,7 @@
 #include <filesystem>
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 
@@ -104,6 +105,67 @@ TEST_F(ReplaceFileTest, AFileIsMadeWhereALinkPointsToNothing)
     EXPECT_EQ(0x0900U, KLIBCErrGet());
 }
 
+// As the system itself does where it is told to (fs.protected_symlinks).
+TEST_F(ReplaceFileTest, ALinkThatSomebodyElsePlantedIsNotFollowed)
+{
+    constexpr uid_t NOBODY = 65534;
+    const std::string shared = "/tmp/shared";
+    const std::string link = shared + "/link";
+    const struct {
+        mode_t mode; // the folder's
+        uid_t owner;
+        uid_t planter;
+        bool followed;
+    } cases[] = {
+        {01777, 0, NOBODY, false},     {01777, 1000, NOBODY, false}, {01707, 0, NOBODY, false},
+        {01777, 0, 0, true},           {01777, 1000, 0, true},   // the caller's own
+        {01777, NOBODY, NOBODY, true},                           // the folder's owner's
+        {0777, 0, NOBODY, true},       {01775, 0, NOBODY, true}, // no such folder
+    };
+    shell("mkdir " + shared + "; ln -s " + path + " " + link + "; ln -s " + link + " /etc/lead");
+    if (lchown(link.c_str(), NOBODY, NOBODY) != 0)
+        GTEST_SKIP() << "this user cannot give links away";
+    for (const auto &one : cases) {
+        SCOPED_TRACE(&one - cases);
+        ASSERT_EQ(0, chown(shared.c_str(), one.owner, 0));
+        ASSERT_EQ(0, chmod(shared.c_str(), one.mode));
+        ASSERT_EQ(0, lchown(link.c_str(), one.planter, 0));
+        for (const char *name : {"/tmp/shared/link", "/etc/lead"}) { // itself, and where root's own link leads
+            support::write_file(path, "A=1\n");
+            const auto expect = [&](int wanted, int result) {
+                EXPECT_EQ(one.followed ? wanted : -1, result) << name;
+                EXPECT_TRUE(one.followed || KLIBCErrGet() == 0x0900U) << name;
+                support::clear_error();
+            };
+            char value[8] = "";
+            expect(1, KLIBCFileGetKeyValue(name, "A", value, sizeof value, 0));
+            EXPECT_STREQ(one.followed ? "1" : "", value);
+            expect(0, set(name));
+            expect(1, KLIBCFileReplaceSubStr(name, "A=2", "B=3"));
+            EXPECT_EQ(one.followed ? "B=3\n" : "A=1\n", support::read_file(path)) << name;
+        }
+        EXPECT_EQ(std::vector<std::string>{"link"}, support::entries(shared));
+    }
+}
+
+TEST_F(ReplaceFileTest, NothingIsMadeThroughALinkThatSomebodyElsePlanted)
+{
+    ASSERT_EQ(0, symlink("/etc/made", "/tmp/link"));
+    if (lchown("/tmp/link", 65534, 65534) != 0)
+        GTEST_SKIP() << "this user cannot give links away";
+    const auto before = support::entries("/tmp");
+    PKLIBSZHASH hash = KLIBCSzHashAlloc(0);
+    KLIBCSzHashSetValue(&hash, "A", "1");
+    EXPECT_EQ(-1, KLIBCFileSetKeys("/tmp/link", hash, nullptr, "%s=%s\n"));
+    EXPECT_EQ(0x0900U, KLIBCErrGet());
+    support::clear_error();
+    EXPECT_EQ(-1, KLIBCFileAddSection("/tmp/link", "one", hash, nullptr));
+    EXPECT_EQ(0x0900U, KLIBCErrGet());
+    KLIBCSzHashFree(hash);
+    EXPECT_FALSE(support::exists("/etc/made"));
+    EXPECT_EQ(before, support::entries("/tmp"));
+}
+
 TEST_F(ReplaceFileTest, OnlyFilesAreReplaced)
 {
     shell("mkfifo /etc/pipe; mkdir /etc/folder; ln -s /dev/null /etc/null");
@@ -113,6 +175,19 @@ TEST_F(ReplaceFileTest, OnlyFilesAreReplaced)
         EXPECT_EQ(0x0900U, KLIBCErrGet()) << other;
     }
     EXPECT_TRUE(S_ISCHR(status_of("/dev/null").st_mode));
+}
+
+// The new content is on the disk before the old one goes, and the new name before the call returns.
+TEST_F(ReplaceFileTest, TheFileIsSyncedBeforeItIsPutInPlaceAndTheFolderAfterwards)
+{
+    std::vector<std::string> synced;
+    support::on_call("fsync", [&] {
+        const std::string fd = "/proc/self/fd/" + std::to_string(support::last_synced());
+        synced.push_back(fs::read_symlink(fd).string() + " while " + support::read_file(path));
+    });
+    EXPECT_EQ(0, set(path));
+    EXPECT_THAT(synced, testing::ElementsAre(testing::MatchesRegex(folder + "/\\.ifcfg-eth0\\.[^/]+ while A=1\n"),
+                                             folder + " while A=2\n"));
 }
 
 TEST_F(ReplaceFileTest, WritersByTwoNamesOfOneFileLoseNothing)

@@ -129,6 +129,24 @@ TEST_F(DnsFileSet, ATextOfSeveralLinesIsRefused)
     EXPECT_THAT(followed(), IsEmpty());
 }
 
+TEST_F(DnsFileSet, ATextThatIsMissingIsRefused)
+{
+    List servers({"192.0.2.1", "192.0.2.2"});
+    List options({"domain\texample.org"});
+    for (const int n : {1, 2, 3}) { // a server, the other one, the option
+        support::clear_error();
+        fail_call("KLIBCSzListGet", n);
+        EXPECT_EQ(-1, KAVONetDNSFileSet(servers.get(), options.get())) << n;
+        EXPECT_TRUE(support::is_set_in(FILE_NAME, NET_ERR_BAD_PARAMETER)) << n;
+    }
+    support::clear_error();
+    fail_call("KLIBCSzListGet", 4); // it gets lost between the look at it and the writing
+    EXPECT_EQ(-1, KAVONetDNSFileSet(servers.get(), options.get()));
+    EXPECT_TRUE(support::is_set_in(FILE_NAME, NET_ERR_WRITE_FAILED));
+    EXPECT_EQ(OLD_RESOLV, read_file(RESOLV));
+    EXPECT_THAT(followed(), IsEmpty());
+}
+
 TEST_F(DnsFileSet, ATemporaryFileThatCannotBeMadeIsAnOpenFailure)
 {
     fail_call("KLIBCFileTempFileOpen");
@@ -140,15 +158,36 @@ TEST_F(DnsFileSet, ATemporaryFileThatCannotBeMadeIsAnOpenFailure)
     EXPECT_EQ(0, KAVONetDNSFileSet(servers.get(), nullptr));
 }
 
-TEST_F(DnsFileSet, AFailedFlushIsAWriteFailure)
+TEST_F(DnsFileSet, AFailedFlushOrSyncIsAWriteFailure)
 {
-    fail_call("fflush");
     List servers({"192.0.2.1"});
-    EXPECT_EQ(-1, KAVONetDNSFileSet(servers.get(), nullptr));
-    EXPECT_TRUE(support::is_set_in(FILE_NAME, NET_ERR_WRITE_FAILED));
-    EXPECT_EQ(OLD_RESOLV, read_file(RESOLV));
-    EXPECT_THAT(followed(), IsEmpty());
+    for (const char *function : {"fflush", "fsync"}) {
+        support::clear_error();
+        fail_call(function);
+        EXPECT_EQ(-1, KAVONetDNSFileSet(servers.get(), nullptr)) << function;
+        EXPECT_TRUE(support::is_set_in(FILE_NAME, NET_ERR_WRITE_FAILED)) << function;
+        EXPECT_EQ(OLD_RESOLV, read_file(RESOLV));
+        EXPECT_THAT(temporaries(), IsEmpty());
+        EXPECT_THAT(followed(), IsEmpty());
+    }
     EXPECT_EQ(0, KAVONetDNSFileSet(servers.get(), nullptr));
+}
+
+// The new file is whole on the disk before it is put in its place.
+TEST_F(DnsFileSet, IsFlushedAndSyncedBeforeItIsPutInPlace)
+{
+    Texts steps;
+    support::on_call("fflush", [&] { steps.emplace_back("flush"); });
+    support::on_call("fsync", [&] {
+        ASSERT_THAT(temporaries(), SizeIs(1));
+        steps.push_back("sync " + read_file("/etc/" + temporaries()[0]));
+    });
+    support::on_call("KLIBPluginAction", [&] { steps.emplace_back("event"); });
+    support::on_call("rename", [&] { steps.push_back("rename over " + read_file(RESOLV)); });
+    List servers({"192.0.2.1"});
+    EXPECT_EQ(0, KAVONetDNSFileSet(servers.get(), nullptr));
+    EXPECT_THAT(steps, ElementsAre("flush", "sync nameserver\t192.0.2.1\n", "event",
+                                   std::string("rename over ") + OLD_RESOLV, "event"));
 }
 
 TEST_F(DnsFileSet, AFullDiskLeavesTheOldFile)

@@ -125,6 +125,18 @@ TEST_F(DnsListSet, WhatIsNoListOfAddressesIsRefused)
     EXPECT_THAT(followed(), IsEmpty());
 }
 
+TEST_F(DnsListSet, AServerThatIsMissingIsRefused)
+{
+    for (const int n : {1, 2}) {
+        support::clear_error();
+        fail_call("KLIBCSzListGet", n);
+        EXPECT_EQ(-1, KAVONetDNSListSet(servers.get())) << n;
+        EXPECT_TRUE(support::is_set_in(FILE_NAME, NET_ERR_BAD_PARAMETER)) << n;
+    }
+    expect_nothing_changed();
+    EXPECT_THAT(followed(), IsEmpty());
+}
+
 TEST_F(DnsListSet, ATemporaryFileThatCannotBeMadeIsAnOpenFailure)
 {
     fail_call("KLIBCFileTempFileOpen");
@@ -135,14 +147,28 @@ TEST_F(DnsListSet, ATemporaryFileThatCannotBeMadeIsAnOpenFailure)
     expect_works();
 }
 
-TEST_F(DnsListSet, AFailedFlushIsAWriteFailure)
+TEST_F(DnsListSet, AFailedFlushOrSyncIsAWriteFailure)
 {
-    fail_call("fflush");
-    EXPECT_EQ(-1, KAVONetDNSListSet(servers.get()));
-    EXPECT_TRUE(support::is_set_in(FILE_NAME, NET_ERR_WRITE_FAILED));
-    expect_nothing_changed();
-    EXPECT_THAT(followed(), ElementsAre(CONFIG_PRE));
+    for (const char *function : {"fflush", "fsync"}) {
+        support::clear_error();
+        fail_call(function);
+        EXPECT_EQ(-1, KAVONetDNSListSet(servers.get())) << function;
+        EXPECT_TRUE(support::is_set_in(FILE_NAME, NET_ERR_WRITE_FAILED)) << function;
+        expect_nothing_changed();
+    }
+    EXPECT_THAT(followed(), ElementsAre(CONFIG_PRE, CONFIG_PRE));
     expect_works();
+}
+
+// The list, then the mode (its file and its folder), then the servers in use: each is on the disk before the next begins.
+TEST_F(DnsListSet, EachFileIsFlushedAndSyncedBeforeItIsPutInPlace)
+{
+    Texts steps;
+    support::on_call("fflush", [&] { steps.emplace_back("flush"); });
+    support::on_call("fsync", [&] { steps.emplace_back("sync"); });
+    support::on_call("rename", [&] { steps.emplace_back("rename"); });
+    EXPECT_EQ(0, KAVONetDNSListSet(servers.get()));
+    EXPECT_THAT(steps, ElementsAre("flush", "sync", "rename", "sync", "sync", "flush", "sync", "rename"));
 }
 
 TEST_F(DnsListSet, AFailedRenameLeavesTheOldList)

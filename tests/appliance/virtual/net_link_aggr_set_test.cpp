@@ -129,6 +129,49 @@ TEST_F(LinkAggrSet, TheBondTakesOverTheFirstMembersFileAndLease)
     EXPECT_EQ("lease { interface \"eth1\"; option eth1eth1; }\nlease eth10\n", read_file(lease("eth1")));
 }
 
+// Everybody may put files where the leases are.
+TEST_F(LinkAggrSet, NothingIsWrittenThroughWhatStandsInTheLeasesPlace)
+{
+    write_file("/etc/secret", "kept eth0\n");
+    write_file("/tmp/other", "kept eth0\n");
+    write_file(lease("eth0"), "lease of eth0\n");
+    const std::vector<std::function<int()>> plants = {
+        [] { return symlink("/etc/secret", lease("bond0").c_str()); },
+        [] { return symlink("/etc/made", lease("bond0").c_str()); },
+        [] { return link("/tmp/other", lease("bond0").c_str()); },
+        [] { return mkfifo(lease("bond0").c_str(), 0666); },
+    };
+    for (const bool copied : {true, false}) {
+        for (const auto &plant : plants) {
+            write_ifcfg("eth0", ETH0);
+            unlink(lease("bond0").c_str());
+            ASSERT_EQ(0, plant());
+            EXPECT_EQ(0, create());
+            EXPECT_EQ("kept eth0\n", read_file("/etc/secret"));
+            EXPECT_EQ("kept eth0\n", read_file("/tmp/other"));
+            EXPECT_FALSE(exists("/etc/made"));
+            EXPECT_EQ(copied, exists(lease("bond0")));
+            if (copied) {
+                EXPECT_EQ("lease of bond0\n", read_file(lease("bond0")));
+            }
+        }
+        fail_command("cp -f " + lease("eth0") + " " + lease("bond0"));
+    }
+}
+
+TEST_F(LinkAggrSet, TheLeaseIsNotWrittenIntoAnotherUsersFile)
+{
+    write_file(lease("eth0"), "lease of eth0\n");
+    write_file(lease("bond0"), "planted\n");
+    if (chown(lease("bond0").c_str(), 1000, 1000) != 0)
+        GTEST_SKIP() << "this user cannot give files away";
+    EXPECT_EQ(0, create());
+    EXPECT_EQ("lease of bond0\n", read_file(lease("bond0")));
+    struct stat status {};
+    ASSERT_EQ(0, stat(lease("bond0").c_str(), &status));
+    EXPECT_EQ(0U, status.st_uid);
+}
+
 TEST_F(LinkAggrSet, TheBondNeverKeepsAMethodThatGetsNoAddress)
 {
     write_ifcfg("eth2", ETH2);
@@ -498,6 +541,17 @@ TEST_F(LinkAggrSet, AnEventThatFailsIsLoggedAndStopsNothing)
         EXPECT_THAT(calls(), testing::Contains(event(is_pre ? "post" : "pre")));
         EXPECT_THAT(calls(), testing::Contains(network("start", BOND_AND_PORTS)));
     }
+}
+
+TEST_F(LinkAggrSet, AnEventThatIsOpenNoMoreIsNotToldOfTheResult)
+{
+    fail_call("KLIBPluginHasInit");
+    EXPECT_EQ(0, create());
+    std::vector<std::string> expected = creation(writing());
+    expected.pop_back(); // the second phase
+    EXPECT_EQ(expected, calls());
+    EXPECT_THAT(log_lines(), IsEmpty());
+    EXPECT_EQ(BOND0, file_of("bond0"));
 }
 
 // ---- Each step of the writer fails

@@ -347,6 +347,27 @@ TEST_F(VlanCreate, APhaseWhoseArgumentsCannotBeSetIsNotFired)
     }
 }
 
+TEST_F(VlanCreate, AnEventThatIsOpenNoMoreIsNotToldOfTheResult)
+{
+    fail_call("KLIBPluginHasInit");
+    EXPECT_EQ(0, create());
+    expect_created();
+    EXPECT_EQ(joined(pre(), stopped(), started(), tools("eth0", "eth0.100")), calls());
+    EXPECT_THAT(said(), IsEmpty());
+}
+
+TEST_F(VlanCreate, AnEventThatOpensOnlyHalfIsClosed)
+{
+    int closed = 0;
+    support::on_call("KLIBPluginExit", [&] { ++closed; });
+    fail_call("KLIBPluginSDKInit");
+    support::leave_handle(4711);
+    EXPECT_EQ(-1, create());
+    EXPECT_EQ(1, closed);
+    EXPECT_THAT(said(), ElementsAre("3 net_vlan_create.cpp Fail to init plugin) [0x5151 fault.c:N]"));
+    expect_untouched();
+}
+
 TEST_F(VlanCreate, SubscribersSeeTheStateBeforeAndAfter)
 {
     write_file(std::string("/usr/kavo/etc/plugins/") + EVENT + "/40-look",

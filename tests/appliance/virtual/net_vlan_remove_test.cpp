@@ -273,6 +273,15 @@ TEST_F(VlanRemove, APhaseWhoseArgumentsCannotBeSetIsNotFired)
     expect_removed();
 }
 
+TEST_F(VlanRemove, AnEventThatIsOpenNoMoreIsNotToldOfTheResult)
+{
+    fail_call("KLIBPluginHasInit");
+    EXPECT_EQ(0, remove_it());
+    expect_removed();
+    EXPECT_EQ(joined(pre(), stopped(), started(), tools("eth0.100", "eth0")), calls());
+    EXPECT_THAT(said(), IsEmpty());
+}
+
 // ---- Refusals
 
 TEST_F(VlanRemove, WhatIsNoVlanFailsWithoutACode)
