@@ -1,6 +1,8 @@
 // What is different at a terminal: colours and progress.
 #include "command.h"
 
+#include <chrono>
+
 namespace cli_test {
 
 using testing::HasSubstr;
@@ -8,7 +10,7 @@ using testing::Not;
 
 class AtATerminal : public Command {
 protected:
-    static void start_slowly() { script("/usr/kavo/bin/unit", "[ \"$1\" != start ] || sleep 1.5"); }
+    static void start_slowly() { script("/usr/kavo/bin/unit", "[ \"$1\" != start ] || sleep 3"); }
 };
 
 TEST_F(AtATerminal, TablesAreColoured)
@@ -60,23 +62,32 @@ TEST_F(AtATerminal, WhatTakesLongShowsItsProgress)
     start_slowly();
     const Result result = at_terminal({"ipv4", "dhcp", "eth0"});
     EXPECT_EQ(0, result.status);
-    EXPECT_THAT(result.out, testing::ContainsRegex("\r\033\\[K[-|/\\\\] starting DHCP on eth0 \\(1 s\\)"));
+    EXPECT_THAT(result.out, testing::ContainsRegex("\r\033\\[K[-|/\\\\] starting DHCP on eth0 \\([0-9]+ s\\)"));
     // It is gone before the result is printed.
-    EXPECT_THAT(result.out, testing::ContainsRegex("\\(1 s\\)\r\033\\[Keth0: static"));
+    EXPECT_THAT(result.out, testing::ContainsRegex("\\([0-9]+ s\\)\r\033\\[Keth0: static"));
 }
 
 TEST_F(AtATerminal, SlowReloadsShowTheirProgress)
 {
-    script("/usr/kavo/bin/unit", "[ \"$1\" != reload ] || sleep 1.5");
+    script("/usr/kavo/bin/unit", "[ \"$1\" != reload ] || sleep 3");
     EXPECT_THAT(at_terminal({"hostname", "set", "nas2"}).out,
-                testing::ContainsRegex("\r\033\\[K[-|/\\\\] setting the host name to nas2 \\(1 s\\)"));
+                testing::ContainsRegex("\r\033\\[K[-|/\\\\] setting the host name to nas2 \\([0-9]+ s\\)"));
     EXPECT_THAT(at_terminal({"dns", "set", "10.0.0.7"}).out,
-                testing::ContainsRegex("\r\033\\[K[-|/\\\\] changing the name servers \\(1 s\\)"));
+                testing::ContainsRegex("\r\033\\[K[-|/\\\\] changing the name servers \\([0-9]+ s\\)"));
 }
 
 TEST_F(AtATerminal, WhatIsQuickShowsNoProgress)
 {
-    EXPECT_THAT(at_terminal({"ipv4", "dhcp", "eth0"}).out, Not(HasSubstr("starting DHCP")));
+    // A busy machine may take long even for this, which then is not quick.
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        const auto start = std::chrono::steady_clock::now();
+        const std::string out = at_terminal({"ipv4", "dhcp", "eth0"}).out;
+        if (std::chrono::steady_clock::now() - start < std::chrono::seconds(1)) {
+            EXPECT_THAT(out, Not(HasSubstr("starting DHCP")));
+            return;
+        }
+    }
+    GTEST_SKIP() << "nothing is quick on this machine";
 }
 
 TEST_F(AtATerminal, ProgressStaysOutOfPipesLogLinesAndDumbTerminals)
@@ -90,7 +101,7 @@ TEST_F(AtATerminal, ProgressStaysOutOfPipesLogLinesAndDumbTerminals)
 
 TEST_F(AtATerminal, AFailureFollowsTheProgressOnALineOfItsOwn)
 {
-    script("/usr/kavo/bin/unit", "[ \"$1\" != start ] || { sleep 1.3; exit 1; }");
+    script("/usr/kavo/bin/unit", "[ \"$1\" != start ] || { sleep 3; exit 1; }");
     const Result result = at_terminal({"ipv4", "dhcp", "eth0"});
     EXPECT_EQ(1, result.status);
     EXPECT_THAT(result.out, testing::ContainsRegex("\r\033\\[Kkavonet: cannot put eth0 on DHCP: "));

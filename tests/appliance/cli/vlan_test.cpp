@@ -123,9 +123,9 @@ TEST_F(VlanCommand, CreateTellsOfWhatFailed)
 
 TEST_F(VlanCommand, CreateShowsItsSteps)
 {
-    script("/etc/rc.network", "[ \"$1\" != stop ] || sleep 1.5");
-    script("/usr/kavo/bin/kavofirewall", "sleep 0.5");
-    script("/usr/kavo/bin/tctool", "sleep 0.5");
+    script("/etc/rc.network", "[ \"$1\" != stop ] || sleep 3");
+    script("/usr/kavo/bin/kavofirewall", "sleep 1.5");
+    script("/usr/kavo/bin/tctool", "sleep 1.5");
     const Result result = at_terminal({"vlan", "create", "eth0", "100"});
     EXPECT_EQ(1, result.status);
     const char *steps[] = {"taking the interfaces down", "telling the firewall", "telling traffic control"};

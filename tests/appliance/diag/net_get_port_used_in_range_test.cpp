@@ -37,7 +37,8 @@ TEST_F(NetGetPortUsedInRange, FindsListenersOnly)
         const auto all = sockets::in_every_state(family, 5000);
         std::vector<int> listeners;
         for (const sockets::InState &in : all) {
-            const auto states = sockets::states(family == AF_INET ? "/proc/net/tcp" : "/proc/net/tcp6", in.port);
+            const auto states =
+                sockets::states_with(in.state, family == AF_INET ? "/proc/net/tcp" : "/proc/net/tcp6", in.port);
             ASSERT_TRUE(states.contains(in.state)) << in.name;
             if (states.contains(10))
                 listeners.push_back(in.port);

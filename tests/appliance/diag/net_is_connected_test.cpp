@@ -32,6 +32,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr char FILE_NAME[] = "net_is_connected.cpp";
 constexpr int PORT = 5000;
+constexpr int LONG = 30; // seconds; an answer comes long before, however busy the machine is
 
 class NetIsConnected : public HostTest {
 protected:
@@ -94,10 +95,10 @@ inline const std::string ZERO_BYTE(1, '\0');
 TEST_F(NetIsConnected, ReachesAListener)
 {
     const auto listener = sockets::listening(AF_INET, PORT);
-    EXPECT_TRUE(connected("127.0.0.1"));
+    EXPECT_TRUE(connected("127.0.0.1", PORT, LONG));
     EXPECT_EQ(ZERO_BYTE, received(listener));
     EXPECT_TRUE(nobody_called(listener)) << "one connection is enough";
-    EXPECT_LT(took, 1);
+    EXPECT_LT(took, LONG);
     EXPECT_EQ(NO_ERROR_SET, last_error());
     EXPECT_THAT(support::log_lines(), IsEmpty());
     EXPECT_FALSE(asked_netbios());
@@ -115,9 +116,10 @@ TEST_F(NetIsConnected, ReachesAListenerOverIpv6)
 
 TEST_F(NetIsConnected, TellsAPortThatRefuses)
 {
-    EXPECT_FALSE(connected("127.0.0.1"));
-    EXPECT_FALSE(connected("::1"));
-    EXPECT_LT(took, 1);
+    for (const char *host : {"127.0.0.1", "::1"}) {
+        EXPECT_FALSE(connected(host, PORT, LONG));
+        EXPECT_LT(took, LONG) << host;
+    }
     EXPECT_EQ(NO_ERROR_SET, last_error());
     EXPECT_THAT(support::log_lines(), IsEmpty());
 }
@@ -128,7 +130,7 @@ TEST_F(NetIsConnected, WaitsForAPortThatDoesNotAnswer)
     sockets::deafen(filtered);
     EXPECT_FALSE(connected("127.0.0.1", PORT, 1));
     EXPECT_GE(took, 1);
-    EXPECT_LT(took, 2);
+    EXPECT_LT(took, 11);
 }
 
 TEST_F(NetIsConnected, WaitsForEachAddressAnew)
@@ -140,7 +142,7 @@ TEST_F(NetIsConnected, WaitsForEachAddressAnew)
     hosts("127.0.0.2 storage.lab\n127.0.0.3 storage.lab\n");
     EXPECT_FALSE(connected("storage.lab", PORT, 1));
     EXPECT_GE(took, 2);
-    EXPECT_LT(took, 3);
+    EXPECT_LT(took, 12);
 }
 
 TEST_F(NetIsConnected, GoesOnToTheNextAddress)
@@ -151,7 +153,7 @@ TEST_F(NetIsConnected, GoesOnToTheNextAddress)
     hosts("127.0.0.2 storage\n127.0.0.3 storage\n127.0.0.4 storage\n");
     EXPECT_TRUE(connected("storage", PORT, 1));
     EXPECT_EQ(ZERO_BYTE, received(listener));
-    EXPECT_LT(took, 2);
+    EXPECT_LT(took, 11);
     EXPECT_FALSE(asked_netbios());
 }
 
@@ -161,7 +163,7 @@ TEST_F(NetIsConnected, DoesNotWaitWithoutTime)
     sockets::deafen(filtered);
     for (const int seconds : {0, -1, INT_MIN}) {
         EXPECT_FALSE(connected("127.0.0.1", PORT, seconds));
-        EXPECT_LT(took, 0.5) << seconds;
+        EXPECT_LT(took, 10) << seconds;
     }
 }
 
@@ -187,10 +189,12 @@ TEST_F(NetIsConnected, TakesASignalForNoAnswer)
     struct sigaction action = {}, before = {};
     action.sa_handler = [](int) {};
     ASSERT_EQ(0, sigaction(SIGALRM, &action, &before));
-    const itimerval soon = {{0, 0}, {0, 200'000}};
+    // Again and again, because the first one may come before the wait.
+    const itimerval soon = {{0, 200'000}, {0, 200'000}}, never = {};
     ASSERT_EQ(0, setitimer(ITIMER_REAL, &soon, nullptr));
-    EXPECT_FALSE(connected("127.0.0.1", PORT, 10));
-    EXPECT_LT(took, 5);
+    EXPECT_FALSE(connected("127.0.0.1", PORT, LONG));
+    EXPECT_LT(took, LONG);
+    ASSERT_EQ(0, setitimer(ITIMER_REAL, &never, nullptr));
     ASSERT_EQ(0, sigaction(SIGALRM, &before, nullptr));
 }
 
@@ -285,7 +289,7 @@ TEST_F(NetIsConnected, TriesEachAddressOfNetbios)
     EXPECT_EQ(ZERO_BYTE, received(listener));
     EXPECT_TRUE(nobody_called(later));
     EXPECT_GE(took, 1);
-    EXPECT_LT(took, 2);
+    EXPECT_LT(took, 11);
 }
 
 TEST_F(NetIsConnected, EndsWithTheProgramsOutput)

@@ -19,8 +19,8 @@ TEST_F(NetIsPortRangeUsed, FindsTcpInEveryState)
         const auto all = sockets::in_every_state(family, 5000);
         EXPECT_EQ(10U, all.size());
         for (const sockets::InState &in : all) {
-            ASSERT_TRUE(sockets::states(table, in.port).contains(in.state)) << in.name << "\n"
-                                                                            << support::read_file(table);
+            ASSERT_TRUE(sockets::states_with(in.state, table, in.port).contains(in.state)) << in.name << "\n"
+                                                                                           << support::read_file(table);
             EXPECT_TRUE(used(in.port)) << in.name;
             EXPECT_FALSE(used(in.port, UDP)) << in.name;
         }

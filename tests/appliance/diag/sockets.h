@@ -136,6 +136,17 @@ inline std::set<unsigned> states(const std::string &table, int port)
     return found;
 }
 
+// The same, once the wanted state is among them: the kernel gets there a moment later.
+inline std::set<unsigned> states_with(unsigned wanted, const std::string &table, int port)
+{
+    std::set<unsigned> found = states(table, port);
+    for (int i = 0; i < 1000 && !found.contains(wanted); ++i) {
+        poll(nullptr, 0, 10);
+        found = states(table, port);
+    }
+    return found;
+}
+
 // One socket in a state, at a port of its own. What else keeps it there stays open beside it.
 struct InState {
     const char *name;

@@ -217,15 +217,16 @@ TEST_F(Dhclient, RunsTheScriptFromItsPlaceWhereItCannotBeRun)
 
 TEST_F(Dhclient, EndsItsClientWhenItIsEnded)
 {
-    system_client("echo $$ >/run/system-client; exec sleep 30");
+    system_client("echo $$ >/run/system-client; exec sleep 300");
     for (const auto &[signal, status] : std::map<int, int>{{SIGTERM, 143}, {SIGINT, 130}, {SIGHUP, 129}}) {
         unlink("/run/system-client");
         std::thread ender([signal = signal] {
             std::string pid;
-            for (int i = 0; i < 500 && pid.empty(); ++i) {
+            for (int i = 0; i < 6000 && !pid.ends_with('\n'); ++i) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(10));
                 pid = read_file("/run/system-client");
             }
+            ASSERT_NE("", pid) << "the client does not start";
             // The wrapper is the parent of its client.
             const std::string status_file = read_file("/proc/" + std::to_string(std::stoi(pid)) + "/status");
             const int parent = std::stoi(status_file.substr(status_file.find("PPid:") + 5));
@@ -233,6 +234,7 @@ TEST_F(Dhclient, EndsItsClientWhenItIsEnded)
         });
         EXPECT_EQ(status, test());
         ender.join();
+        ASSERT_FALSE(HasFatalFailure());
         EXPECT_EQ(-1, kill(std::stoi(read_file("/run/system-client")), 0)) << "the client still runs";
         EXPECT_THAT(test_folders(), IsEmpty());
     }

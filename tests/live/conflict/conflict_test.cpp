@@ -181,8 +181,10 @@ TEST_F(Conflict, AnInterfaceThatIsDownFindsNobody)
     neighbour_has("10.77.0.50");
     shell("ip link set eth1 down");
     EXPECT_EQ(0, KAVOIIpConflict("eth1", "10.77.0.50"));
-    EXPECT_THAT(run("journalctl -n 5 --no-pager").output,
-                HasSubstr("Invalid parameter to execute arping for 10.77.0.50 at eth1"));
+    EXPECT_TRUE(wait_for([] {
+        return run("journalctl --no-pager").output.find("Invalid parameter to execute arping for 10.77.0.50 at eth1") !=
+               std::string::npos;
+    })) << run("journalctl -n 20 --no-pager").output;
 }
 
 TEST_F(Conflict, TheCommandTellsIt)

@@ -45,8 +45,9 @@ TEST_F(DiagnosticCommands, DhcpProbeWithoutAServer)
     EXPECT_THAT(result.output,
                 HasSubstr("kavonet: cannot probe DHCP on eth0: no DHCP server offered an address (0x2A00, "));
     EXPECT_THAT(result.output, HasSubstr("journalctl -t dhclient shows"));
-    EXPECT_THAT(run("journalctl -t dhclient --no-pager").output, HasSubstr("No DHCPOFFERS received"))
-        << "what the user is told to look at";
+    EXPECT_TRUE(wait_for([] {
+        return run("journalctl -t dhclient --no-pager").output.find("No DHCPOFFERS received") != std::string::npos;
+    })) << "what the user is told to look at";
     EXPECT_EQ(before, interface());
 }
 

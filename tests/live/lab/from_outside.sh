@@ -38,13 +38,24 @@ state() {
 # Other labs may run meanwhile; what is counted is what carries our mark.
 mark=lab-from-outside-$$
 
-is_up() { # file that the command in the lab's terminal writes to
+# Waits for something that another process does, up to two minutes; how long it takes is not the matter of these checks.
+comes_true() { # command
     local i
-    for ((i = 0; i < 600; i++)); do
-        [[ ! -s $1 ]] || return 0
-        sleep 0.05
+    for ((i = 0; i < 1200; i++)); do
+        ! "$@" || return 0
+        sleep 0.1
     done
     return 1
+}
+
+# Runs a command on a terminal, types when the command has said that it is ready, and shows what the terminal showed, and
+# the command's status in a last line.
+at_terminal() { # what is typed, command
+    rm -f "$work/ended"
+    : >"$work/seen"
+    # The end of what is typed is seen by the command too, so it comes when the command has ended.
+    (comes_true grep -qs '^ready' "$work/seen"; printf '%b' "$1"; comes_true test -e "$work/ended") |
+        { script --quiet --flush --return --command "$2" "$work/seen"; echo "status $?"; : >"$work/ended"; }
 }
 
 # ---- Checks
@@ -67,34 +78,49 @@ changes_nothing() {
     local before
     before=$(state)
     "$run" bash -c "touch /etc/$mark /usr/$mark; hostname other; ip link add ${mark: -9} type dummy 2>/dev/null
-        ip address add 192.0.2.1/24 dev lo; mkdir /mnt/x; mount -t tmpfs x /mnt/x; (setsid sleep 9999 $mark &) 2>/dev/null" \
+        ip address add 192.0.2.1/24 dev lo; mkdir /mnt/x; mount -t tmpfs x /mnt/x
+        (setsid bash -c 'exec -a \"\$0\" sleep 9999' $mark &); until pgrep -x sleep; do sleep 0.1; done" \
         >/dev/null 2>&1
     check "everything outside" "$before" "$(state)"
     check "files" "" "$(ls "/etc/$mark" "/usr/$mark" 2>/dev/null)"
 }
 
+is_gone() { # keeper's number; it removes the control group before it ends
+    ! kill -0 "$1" 2>/dev/null
+}
+
+ours() {
+    pgrep -a -f "$mark" | grep -v from_outside
+}
+
+nothing_runs() {
+    [[ -z $(ours) ]]
+}
+
 # Starts a lab that waits, ends it by a signal, and looks at what is left.
 ends_by() { # signal, expected status
-    local waiting keeper status i
+    local waiting keeper status
     : >"$work/up"
     "$run" bash -c "echo up; exec sleep 9999" "$mark" >"$work/up" 2>/dev/null </dev/null &
     waiting=$!
-    is_up "$work/up" || { check "SIG$1: the lab comes up" yes no; return; }
+    if ! comes_true test -s "$work/up"; then
+        kill "$waiting"
+        wait "$waiting" 2>/dev/null
+        check "SIG$1: the lab comes up" yes no
+        return
+    fi
     keeper=$(pgrep -P "$waiting" -f keeper)
     check "SIG$1: a control group while it runs" 1 "$(group_of "$keeper" | wc -l)"
     kill -s "$1" "$waiting"
     wait "$waiting" 2>/dev/null
     status=$?
     check "SIG$1: the status" "$2" "$status"
-    # Nobody waits for the lab's keeper after SIGKILL.
-    for ((i = 0; i < 200; i++)); do
-        [[ $1 == KILL ]] || break
-        kill -0 "$keeper" 2>/dev/null || break
-        sleep 0.05
-    done
-    check "SIG$1: the keeper" gone "$(kill -0 "$keeper" 2>/dev/null && echo there || echo gone)"
+    # Nobody waits for the lab's keeper after SIGKILL, and for the command's own processes after any signal.
+    [[ $1 != KILL ]] || comes_true is_gone "$keeper"
+    check "SIG$1: the keeper" gone "$(is_gone "$keeper" && echo gone || echo there)"
     check "SIG$1: the control group" "" "$(group_of "$keeper")"
-    check "SIG$1: processes" "" "$(pgrep -a -f "$mark" | grep -v from_outside)"
+    comes_true nothing_runs
+    check "SIG$1: processes" "" "$(ours)"
 }
 
 ends_when_told() {
@@ -107,11 +133,9 @@ ends_when_told() {
 # On a terminal a key ends the command like anywhere else, and a command that heeds it goes on.
 heeds_the_key() {
     local output
-    output=$( (sleep 3; printf '\003'; sleep 1) | script --quiet --return --command "$run sleep 9999" /dev/null; echo "status $?")
+    output=$(at_terminal '\003' "$run bash -c 'echo ready; exec sleep 9999'")
     check "Ctrl-C: the status" "status 130" "$(grep -o "status [0-9]*" <<<"$output")"
-    output=$( (sleep 3; printf '\003'; sleep 1) |
-        script --quiet --return --command "$run bash -c 'trap \"echo heard; exit 4\" INT; while :; do sleep 0.1; done'" /dev/null
-        echo "status $?")
+    output=$(at_terminal '\003' "$run bash -c 'trap \"echo heard; exit 4\" INT; echo ready; while :; do sleep 0.1; done'")
     check "Ctrl-C that is heard" yes "$(grep -q heard <<<"$output" && echo yes || echo "$output")"
     check "Ctrl-C that is heard: the status" "status 4" "$(tail -n 1 <<<"$output")"
 }
@@ -119,8 +143,8 @@ heeds_the_key() {
 # A terminal: the shell has one of its own with job control, and its end is the lab's.
 has_a_terminal() {
     local output
-    output=$( (sleep 3; echo 'tty; set -o | grep monitor; exit 5') |
-        script --quiet --return --command "$run" /dev/null; echo "status $?")
+    # The shell runs this before it shows its prompt.
+    output=$(PROMPT_COMMAND='echo ready' at_terminal 'tty; set -o | grep monitor; exit 5\n' "$run")
     check "a terminal in the shell" yes "$(grep -q '/dev/pts/[0-9]' <<<"$output" && echo yes || echo "$output")"
     check "job control" yes "$(grep -q 'monitor.*on' <<<"$output" && echo yes || echo "$output")"
     check "the shell's status" "status 5" "$(tail -n 1 <<<"$output")"
@@ -129,7 +153,7 @@ has_a_terminal() {
 serves_an_ordinary_user() {
     [[ $EUID == 0 ]] || return 0
     local output
-    output=$("$(dirname "$run")/as-user" nobody "$run" --or-skip sh -c 'systemctl is-system-running; id -u' </dev/null 2>&1)
+    output=$("$(dirname "$run")/as-user" nobody "$run" --or-skip sh -c 'systemctl is-system-running --wait; id -u' </dev/null 2>&1)
     if [[ $? == 77 ]]; then
         echo "skipped: an ordinary user: $output"
     else

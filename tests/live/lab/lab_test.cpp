@@ -97,7 +97,7 @@ private:
 
 TEST_F(Lab, RunsTheServiceManagerWithoutFailedUnits)
 {
-    EXPECT_EQ("running\n", run("systemctl is-system-running").output) << run("systemctl --failed").output;
+    EXPECT_EQ("running\n", run("systemctl is-system-running --wait").output) << run("systemctl --failed").output;
     EXPECT_EQ("active\n", run("systemctl is-active dbus.service").output);
     EXPECT_EQ(0, run("busctl status org.freedesktop.systemd1").status);
 }

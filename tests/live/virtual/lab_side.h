@@ -45,7 +45,7 @@ inline std::string shell(const std::string &command)
 // Waits for something that another process does; how long it takes is not the matter of these tests.
 template <typename Condition> bool wait_for(Condition condition)
 {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(120);
     while (!condition()) {
         if (std::chrono::steady_clock::now() >= end)
             return false;

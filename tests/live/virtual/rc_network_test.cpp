@@ -40,8 +40,8 @@ TEST_F(RcNetwork, MakesABridgeOfAPortAndTakesItAway)
     EXPECT_TRUE(reaches_the_server("ovs_eth0"));
     EXPECT_FALSE(support::exists(TABLE));
     shell("/etc/rc.network stop ovs_eth0");
-    EXPECT_EQ(0, KLIBNetOVSIfIsMaster("ovs_eth0"));
-    EXPECT_EQ(0, KLIBNetOVSIfIsSlave("eth0"));
+    EXPECT_TRUE(wait_for([] { return KLIBNetOVSIfIsMaster("ovs_eth0") == 0; }));
+    EXPECT_TRUE(wait_for([] { return KLIBNetOVSIfIsSlave("eth0") == 0; }));
 }
 
 TEST_F(RcNetwork, MakesABondAndKeepsTheListThatTheLibraryReads)
@@ -63,7 +63,20 @@ TEST_F(RcNetwork, MakesABondAndKeepsTheListThatTheLibraryReads)
     shell("/etc/rc.network stop ovs_bond0");
     EXPECT_FALSE(support::exists(TABLE));
     EXPECT_EQ(0, KAVONetIfIsBondingPassive("eth0"));
-    EXPECT_EQ(0, KLIBNetOVSIfIsMaster("ovs_bond0"));
+    EXPECT_TRUE(wait_for([] { return KLIBNetOVSIfIsMaster("ovs_bond0") == 0; }));
+}
+
+TEST_F(RcNetwork, AtTheStartOfTheMachineInterfacesListenToRoutersAsTheirFilesSay)
+{
+    const auto accept_ra = [](const std::string &name) { return "/proc/sys/net/ipv6/conf/" + name + "/accept_ra"; };
+    write_ifcfg("eth0", "BOOTPROTO=none\n");
+    write_ifcfg("eth1", "BOOTPROTO=none\nIPV6_ACCEPT_RA=0\n");
+    for (const char *name : {"eth0", "eth1"})
+        support::write_file(accept_ra(name), "1");
+    shell("systemctl restart kavo-network.service");
+    EXPECT_EQ("2\n", support::read_file(accept_ra("eth0")));
+    EXPECT_EQ("0\n", support::read_file(accept_ra("eth1")));
+    shell("systemctl stop kavo-network.service");
 }
 
 } // namespace virtual_test

@@ -72,6 +72,7 @@ protected:
         shell("touch /run/marker; mount -t tmpfs tmpfs /tmp; mkdir -p /etc/ppp /usr/kavo; cp -R " KAVO_SOURCE_DIR
               "/appliance/root/etc/ppp/. /etc/ppp; "
               "cp -R " KAVO_SOURCE_DIR "/appliance/root/usr/kavo/. /usr/kavo");
+        install_settings();
         add_cards("eth0", "isp");
         start_server("isp", "eth0p", "-L 10.64.0.1 -R 10.64.0.2");
     }
@@ -90,9 +91,17 @@ protected:
         await("! ip link show ppp0 >/dev/null 2>&1");
     }
 
+    // The appliance's own, with more time to connect: the machine that this one runs on may be busy.
+    static void install_settings()
+    {
+        shell(std::string("sed 's/^CONNECT_TIMEOUT=.*/CONNECT_TIMEOUT=200/' " KAVO_SOURCE_DIR
+                          "/appliance/root/etc/ppp/pppoe.conf >") +
+              CLIENT_FILE);
+    }
+
     static void await(const std::string &condition)
     {
-        shell("for i in $(seq 200); do if " + condition + "; then exit 0; fi; sleep 0.1; done; exit 1");
+        shell("for i in $(seq 600); do if " + condition + "; then exit 0; fi; sleep 0.1; done; exit 1");
     }
 
     static PPPoEConf conf(const char *password)
@@ -183,7 +192,7 @@ TEST_F(Client, TheScriptsAloneOnlyTellThatItTookTooLong)
     ASSERT_EQ(0, PPPoEConfigSet(conf("wrong")));
     EXPECT_EQ(-1, KAVOPPPoEService(1));
     EXPECT_EQ("no", enabled());
-    shell(std::string("cp " KAVO_SOURCE_DIR "/appliance/root/etc/ppp/pppoe.conf ") + CLIENT_FILE);
+    install_settings();
 }
 
 TEST_F(Client, RepairSwitchesADeadConnectionOff)
@@ -260,15 +269,25 @@ protected:
         return count;
     }
 
-    // The relay that runs. One that starts goes to the background in two steps: for a moment there are two, or the list of
-    // the machine's processes shows neither.
+    // The relay that runs. One that starts goes to the background in two steps: its child begins a session, and the child's
+    // child, which stays, is in it and does not lead it. For a moment there are two, or the list of the machine's processes
+    // shows neither.
     static std::string running_relay()
     {
         std::string pid;
-        for (int i = 0; i < 100 && relays(pid) != 1; ++i)
-            usleep(50'000);
-        EXPECT_EQ(1, relays(pid));
+        for (int i = 0; i < 600; ++i) {
+            if (relays(pid) == 1 && is_in_anothers_session(std::stoi(pid)))
+                return pid;
+            usleep(100'000);
+        }
+        ADD_FAILURE() << "no relay, or more than one\n" << output_of("ps ax");
         return pid;
+    }
+
+    static bool is_in_anothers_session(pid_t pid)
+    {
+        const pid_t session = getsid(pid);
+        return session > 0 && session != pid && session != getsid(0);
     }
 
     static bool no_relay_runs()
