@@ -70,10 +70,9 @@ TEST_F(DeliverTest, AStoppedSubscriberIsKilledToo)
 // What a subscriber leaves in the background does not hold the delivery up.
 TEST_F(DeliverTest, BackgroundWorkIsNotWaitedFor)
 {
-    write_file(FOLDER + "10-leaves", "#!/bin/sh\n(sleep 5; echo late >/tmp/late) & echo $! >/tmp/pid\n", 0755);
+    write_file(FOLDER + "10-leaves", "#!/bin/sh\nsleep 1000 & echo $! >/tmp/pid\n", 0755);
     EXPECT_EQ(0, deliver_event());
     EXPECT_TRUE(is_alive("/tmp/pid"));
-    EXPECT_FALSE(exists("/tmp/late"));
     kill(atoi(read_file("/tmp/pid").c_str()), SIGKILL);
 }
 
