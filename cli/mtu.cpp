@@ -9,6 +9,7 @@
 #include "noun.h"
 #include "progress.h"
 #include "text.h"
+#include "uninterrupted.h"
 
 namespace cli {
 namespace {
@@ -132,7 +133,7 @@ int report_change(const Session &session, const Mtu &before, const Mtu &after)
     if (!session.json) {
         std::string text = printable(before.name) + ": MTU " + text_of(before) + " -> " + text_of(after) + "\n";
         if (after.live != number_of(after.kept))
-            text += "  the link is slower than 1000 Mbit/s, so the kernel keeps its MTU\n";
+            text += "  the link is down or slower than 1000 Mbit/s, so the kernel keeps its MTU\n";
         return print(text);
     }
     Json json;
@@ -142,6 +143,21 @@ int report_change(const Session &session, const Mtu &before, const Mtu &after)
     put_numbers(json, after);
     json.end_object().end_object();
     return print(json.text() + "\n");
+}
+
+// The interface is down for a part of it, and subscribers wait for its end.
+int change(const Session &session, const Mtu &before, const std::string &wanted, const std::string &what)
+{
+    const std::string &name = before.name;
+    forget_error();
+    const int result = with_progress(session, "setting the MTU of " + name + " to " + wanted,
+                                     [&] { return KAVONetSetMTUValue(wanted.c_str(), name.c_str()); });
+    if (result != 0)
+        return fail_on(session, name, {.what = what, .needs_root = true});
+    Mtu after;
+    if (!read_mtu(name, after))
+        return fail_on(session, name, {"the change is made, but cannot show the MTU of " + name});
+    return report_change(session, before, after);
 }
 
 int set(const Session &session, const Arguments &arguments)
@@ -156,15 +172,8 @@ int set(const Session &session, const Arguments &arguments)
     Mtu before;
     if (!read_interface(name, interface) || !read_mtu(name, before))
         return fail_on(session, name, {what});
-    const std::string plain = std::to_string(wanted);
-    const auto change = [&] { return KAVONetSetMTUValue(plain.c_str(), name.c_str()); };
-    forget_error();
-    if (with_progress(session, "setting the MTU of " + name + " to " + plain, change) != 0)
-        return fail_on(session, name, {.what = what, .needs_root = true});
-    Mtu after;
-    if (!read_mtu(name, after))
-        return fail_on(session, name, {"the change is made, but cannot show the MTU of " + name});
-    return report_change(session, before, after);
+    Uninterrupted uninterrupted(session);
+    return uninterrupted.end(change(session, before, std::to_string(wanted), what));
 }
 
 // ---- the command line

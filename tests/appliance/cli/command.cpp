@@ -36,6 +36,8 @@ constexpr int NOT_STARTED = 125;
     for (std::string &word : words)
         argv.push_back(word.data());
     argv.push_back(nullptr);
+    // A runner that was started in the background hands on that interrupts are ignored.
+    signal(SIGINT, SIG_DFL);
     execve(PROGRAM, argv.data(), envp.data());
     _exit(NOT_STARTED);
 }
