@@ -71,8 +71,8 @@ int KAVONetLinkAggrExist(void);
  * The files ifcfg-<bond> and ifcfg-<member> in /etc/sysconfig/network-scripts are rewritten between "/etc/rc.network stop"
  * and "/etc/rc.network start" (both with the bond and its members), then "/usr/kavo/sbin/kavostoragecore
  * --volume-readahead-set" is run. A new bond takes over the first member's address settings and its lease
- * (/tmp/dhcpv4.leases.<if>; what stands there under the bond's name and is no plain file of the caller's alone goes); a
- * removed one gives them back to its first member. Creation and removal are announced by "net/ifname_change" in both
+ * (/tmp/dhcpv4.leases.<if>; what stands there under the bond's name and is no plain file of the caller's alone goes, and a
+ * lease that is none is not taken over); a removed one gives them back to its first member. Creation and removal are announced by "net/ifname_change" in both
  * phases, a change is not.
  *
  * Returns 0; -1 when the files could not be written: a new bond's members then have their files back from ifcfg-<if>.saved

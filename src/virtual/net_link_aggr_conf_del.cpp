@@ -141,7 +141,9 @@ int KAVONetLinkAggrConfDel(const KAVOLINKAGGROPT *pOpt)
     // What was saved of the ports stays beside their files.
     if (free_slaves(bond, primary_of(*pOpt, slaves), slaves, no_address) && unlink(ifcfg_path(bond).c_str()) == 0)
         return 0;
+    const KeptFailure failure;
     for (int i = 0; i < slaves->nItem; ++i)
         put_back_saved(KLIBCSzListGet(slaves.get(), i));
+    failure.put_back();
     return -1;
 }

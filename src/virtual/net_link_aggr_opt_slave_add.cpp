@@ -15,7 +15,7 @@ constexpr size_t NAME_SIZE = sizeof(KAVOLINKAGGROPT::szSlave[0]);
 
 int compare_names(const void *a, const void *b)
 {
-    return strcmp(static_cast<const char *>(a), static_cast<const char *>(b));
+    return strncmp(static_cast<const char *>(a), static_cast<const char *>(b), NAME_SIZE);
 }
 
 } // namespace

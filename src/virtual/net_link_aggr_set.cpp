@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "frame/error.h"
@@ -10,6 +9,7 @@
 #include "frame/log.h"
 #include "kavonetsdk/event.h"
 #include "virtual/bond_files.h"
+#include "virtual/bond_lease.h"
 #include "virtual/bond_modes.h"
 #include "virtual/network_script.h"
 
@@ -74,27 +74,28 @@ void delete_file(const Path &path)
         log_err("remove file %s failed", path.c_str());
 }
 
-// Everybody may put files into /tmp, and cp writes through what stands in its target's place: a link, a pipe, a file of
-// another user or one with a second name. Such a thing goes.
-void remove_planted(const Path &path)
+// cp would write through a link, wait for a pipe or copy into a folder that somebody has put in a lease's place.
+void inherit_lease(const char *bond, const char *first)
 {
-    struct stat file {};
-    if (lstat(path.c_str(), &file) != 0)
+    const Path from = lease_file(first);
+    const Path to = lease_file(bond);
+    KeptPlace place(to);
+    const Owner owner = owner_of(from);
+    if (!place || owner == Owner::SOMEBODY) {
+        log_warning("the lease of %s is not taken over", first);
         return;
-    if (!S_ISREG(file.st_mode) || file.st_uid != geteuid() || file.st_nlink != 1)
-        unlink(path.c_str());
+    }
+    if (copy_file(from, to) && owner == Owner::CALLER)
+        place.is_taken();
+    KLIBCFileReplaceSubStr(to.c_str(), first, bond);
 }
 
 // The bond takes over its first member's address settings, and the lease with them. A member that has none of them
 // leaves the bond to its own.
 void inherit(const char *bond, const char *first)
 {
-    constexpr char LEASE[] = "/tmp/dhcpv4.leases.%s";
-    const Path lease(LEASE, bond);
     copy_file(ifcfg_path(first), ifcfg_path(bond));
-    remove_planted(lease);
-    copy_file(Path(LEASE, first), lease);
-    KLIBCFileReplaceSubStr(lease.c_str(), first, bond);
+    inherit_lease(bond, first);
 }
 
 bool write_master(const KAVOLINKAGGROPT &bond)
@@ -132,11 +133,13 @@ int write_configuration(const KAVOLINKAGGROPT &bond)
             delete_file(saved_path(bond.szSlave[i]));
         return 0;
     }
+    const KeptFailure failure;
     for (const auto &slot : bond.szSlave) {
         if (is_record_name(slot))
             put_back_saved(slot);
     }
     delete_file(ifcfg_path(bond.szIfname));
+    failure.put_back();
     return -1;
 }
 

@@ -148,7 +148,10 @@ int KLIBNetVlanCreate(const char *szRowDev, int32_t id, const KAVONETINFO *pInfo
     if (!change.announce_before())
         log_err("Fail to execute net plugin (PRE) [0x%04X %s:%d]", PLATFORM_ERROR);
     const int result = create(files, szRowDev, id, name.c_str(), address) ? 0 : -1;
+    const KeptFailure failure;
     if (!change.announce_after(result))
         log_err("Fail to execute net plugin (POST) [0x%04X %s:%d]", PLATFORM_ERROR);
+    if (result != 0)
+        failure.put_back();
     return result;
 }

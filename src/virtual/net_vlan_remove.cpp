@@ -62,7 +62,10 @@ int KLIBNetVlanRemove(const char *szVlan)
     if (!change.announce_before())
         log_err("Fail to execute net plugin (PRE) [0x%04X %s:%d]", PLATFORM_ERROR);
     const int result = remove_vlan(device_file, szVlan, vlan.szRowDev) ? 0 : -1;
+    const KeptFailure failure;
     if (!change.announce_after(result))
         log_err("Fail to execute net plugin (POST) [0x%04X %s:%d]", PLATFORM_ERROR);
+    if (result != 0)
+        failure.put_back();
     return result;
 }

@@ -159,6 +159,39 @@ TEST_F(LinkAggrSet, NothingIsWrittenThroughWhatStandsInTheLeasesPlace)
     }
 }
 
+// cp would copy into it, through a link that it holds.
+TEST_F(LinkAggrSet, AFolderInTheLeasesPlaceIsLeftAloneAndNothingIsCopied)
+{
+    write_file("/etc/secret", "kept\n");
+    write_file(lease("eth0"), "lease of eth0\n");
+    ASSERT_EQ(0, mkdir(lease("bond0").c_str(), 0777));
+    ASSERT_EQ(0, symlink("/etc/secret", (lease("bond0") + "/dhcpv4.leases.eth0").c_str()));
+    EXPECT_EQ(0, create());
+    EXPECT_EQ("kept\n", read_file("/etc/secret"));
+    EXPECT_EQ(LOG_WARNING, support::logged("net_link_aggr_set\\.cpp:[0-9]+ the lease of eth0 is not taken over"));
+    EXPECT_THAT(calls(), testing::Not(testing::Contains(cp(lease("eth0"), lease("bond0")))));
+    shell("rm -r " + lease("bond0"));
+}
+
+TEST_F(LinkAggrSet, WhatIsNoLeaseOfOursIsNotTakenOver)
+{
+    write_file("/etc/secret", "secret\n");
+    write_file("/tmp/other", "secret\n");
+    const std::vector<std::function<int()>> plants = {
+        [] { return mkfifo(lease("eth0").c_str(), 0666); },
+        [] { return symlink("/etc/secret", lease("eth0").c_str()); },
+        [] { return mkdir(lease("eth0").c_str(), 0777); },
+        [] { return link("/tmp/other", lease("eth0").c_str()); },
+    };
+    for (const auto &plant : plants) {
+        write_ifcfg("eth0", ETH0);
+        ASSERT_EQ(0, plant());
+        EXPECT_EQ(0, create());
+        EXPECT_FALSE(exists(lease("bond0")));
+        shell("rm -rf " + lease("eth0"));
+    }
+}
+
 TEST_F(LinkAggrSet, TheLeaseIsNotWrittenIntoAnotherUsersFile)
 {
     write_file(lease("eth0"), "lease of eth0\n");

@@ -323,6 +323,14 @@ TEST_F(VlanCreate, AFailedSubscriberStopsNothing)
     EXPECT_EQ(joined(pre(), stopped(), started(), tools("eth0", "eth0.100"), post()), calls());
 }
 
+TEST_F(VlanCreate, WhatFailedIsToldAndNotTheEventBehindIt)
+{
+    follow(EVENT, 1);
+    fail_call("KLIBCFileTempFileOpen");
+    EXPECT_EQ(-1, create());
+    EXPECT_EQ(0x5151U, last_error().code);
+}
+
 TEST_F(VlanCreate, APhaseWhoseArgumentsCannotBeSetIsNotFired)
 {
     for (const auto &[function, n] :

@@ -243,6 +243,14 @@ TEST_F(VlanRemove, AnEventThatCannotBeOpenedEndsItBeforeAnythingChanges)
     expect_untouched();
 }
 
+TEST_F(VlanRemove, WhatFailedIsToldAndNotTheEventBehindIt)
+{
+    follow(EVENT, 1);
+    fail_call("KLIBCFileTempFileOpen");
+    EXPECT_EQ(-1, remove_it());
+    EXPECT_EQ(0x5151U, last_error().code);
+}
+
 TEST_F(VlanRemove, AFailedSubscriberStopsNothing)
 {
     follow(EVENT, 1);
