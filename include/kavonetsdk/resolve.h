@@ -82,7 +82,7 @@ int KAVOLnxSetHostname(const char *szName);
 /* The first label of the kernel's host name, into a buffer of at least 64 bytes. Takes the network configuration lock for
  * reading (waits at most 5 s).
  * Returns 1, 0 with an empty buffer when there is no name, or -1 with the buffer as it was: NET_ERR_BAD_PARAMETER,
- * NET_ERR_LOCK_FAILED, NET_ERR_SYSTEM (no name, or one of more than 63 characters). */
+ * NET_ERR_LOCK_FAILED, NET_ERR_SYSTEM (the kernel does not tell it, or it has more than 63 characters). */
 int KAVOLnxGetHostname(char *szName);
 
 /* ---- Gateway and routes ---- */

@@ -42,7 +42,8 @@ int KAVOIGetDHCPTestNetInfo(KAVONETINFO *pNetInfo)
         return fail_at(26, NET_ERR_BAD_PARAMETER, -1);
     // A name that fills its field has no terminator.
     const Text<sizeof pNetInfo->szName + 1> name("%.*s", static_cast<int>(sizeof pNetInfo->szName), pNetInfo->szName);
-    if (!is_short_interface_name(name.c_str()))
+    // The client would take a name that begins with "-" for an option, and then ask on every interface.
+    if (!is_short_interface_name(name.c_str()) || name.c_str()[0] == '-')
         return fail_at(26, NET_ERR_BAD_PARAMETER, -1);
 
     const Path info = lease_path(name.c_str());

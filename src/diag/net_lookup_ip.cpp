@@ -77,9 +77,11 @@ void ask_resolver(const char *host, Entries &entries)
 
 int KAVONetLookupIP(const char *szHost, LookupIPEntry *rg, int c, int blCountAll)
 {
-    if (szHost == nullptr || szHost[0] == '\0')
+    if (szHost == nullptr)
         return fail(NET_ERR_BAD_PARAMETER, 0);
     Entries entries(rg, c, blCountAll != 0);
+    if (szHost[0] == '\0')
+        return fail(NET_ERR_BAD_PARAMETER, 0);
     ask_resolver(szHost, entries);
     if (entries.count() > 0 || !is_bare_name(szHost))
         return entries.count();

@@ -45,7 +45,8 @@ bool set_checked(const char *name, int mtu)
     constexpr size_t LONGEST = 16;
     if (strlen(name) > LONGEST)
         return fail(NET_ERR_BAD_PARAMETER, false);
-    return set_parent(name, mtu) && set_kernel_mtu(name, mtu);
+    const InterfaceName device("%s", name); // one of 16 is cut, as the kernel's requests cut it
+    return set_parent(device.c_str(), mtu) && set_kernel_mtu(device.c_str(), mtu);
 }
 
 // Whatever fails, and even where nothing took it down, the device is up afterwards.

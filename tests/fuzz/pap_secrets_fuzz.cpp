@@ -74,6 +74,19 @@ std::string plain(const std::string &stored)
     return name.substr(0, 255);
 }
 
+// Whether a quoted name has its closing quote behind the quotes that are parts of it.
+bool is_closed(std::string stored)
+{
+    if (stored[0] != '\'')
+        return true;
+    for (size_t quote = stored.find('\'', 1); quote != std::string::npos; quote = stored.find('\'', quote)) {
+        if (stored.compare(quote, 5, "'\"'\"'") != 0)
+            return true;
+        stored.erase(quote, 5);
+    }
+    return false;
+}
+
 } // namespace
 
 // Stand-ins for the client's file and the file of secrets.
@@ -111,7 +124,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     memset(&conf, 'x', sizeof conf);
     HOLDS(PPPoEConfigGet(&conf) == 0, bytes.c_str());
     std::string password;
-    const bool found = !user.empty() && find_password(password);
+    const bool found = !user.empty() && is_closed(user) && find_password(password);
     HOLDS(memchr(conf.szUser, '\0', sizeof conf.szUser) != nullptr, bytes.c_str());
     HOLDS(memchr(conf.szPassword, '\0', sizeof conf.szPassword) != nullptr, bytes.c_str());
     HOLDS(password == conf.szPassword, bytes.c_str());

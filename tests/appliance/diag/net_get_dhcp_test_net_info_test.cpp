@@ -208,7 +208,9 @@ TEST_F(NetGetDhcpTestNetInfo, RefusesBadArguments)
     const Error refused{NET_ERR_BAD_PARAMETER, FILE_NAME, 26};
     EXPECT_EQ(-1, KAVOIGetDHCPTestNetInfo(nullptr));
     EXPECT_EQ(refused, last_error());
-    for (const std::string &name : support::hostile_names()) {
+    std::vector<std::string> names = support::hostile_names();
+    names.insert(names.end(), {"-4", "-x", "--version"}); // options of the client
+    for (const std::string &name : names) {
         support::clear_error();
         strcpy(info_.szName, name.c_str());
         before_ = info_;

@@ -149,6 +149,13 @@ TEST_F(OpenVSwitch, ABondIsKnownByItsNameAndItsMembersByTheList)
     shell("lan ip link set port0 up; lan ip link set port1 up");
     EXPECT_TRUE(wait_for([] { return KAVONetIfIsLink("ovs_bond0") == 1; }));
 
+    EXPECT_EQ(0, KAVONetSetMTUEth("1400", "ovs_bond0"));
+    for (const char *member : {"eth0", "eth1"})
+        EXPECT_EQ(1400, KAVOGetMTU(member)) << member;
+    EXPECT_EQ(1400, KAVOGetMTUSetting("ovs_bond0"));
+    EXPECT_TRUE(reaches_the_server("ovs_bond0"));
+    EXPECT_EQ(0, KAVONetSetMTUEth("1500", "ovs_bond0"));
+
     shell("ovs-vsctl --timeout=120 del-br ovs_bond0");
     EXPECT_TRUE(wait_for([] { return KLIBNetOVSIfIsMaster("ovs_bond0") == 0; })) << "only while it exists";
 }
