@@ -297,6 +297,12 @@ TEST_F(Ipv6, AClientThatCannotRunLeavesIpv6Off)
           "reset-failed");
 }
 
+TEST_F(Ipv6, TheProgramThatAsksForARouterIsThere)
+{
+    ASSERT_EQ(0, set(KAVO_IPV6_AUTO));
+    EXPECT_TRUE(wait_for([] { return shows("/usr/sbin/rdisc6 -q -n eth0 -r 1 -w 3000", "2001:db8:77::/64"); }));
+}
+
 TEST_F(Ipv6, AtStartEachInterfaceListensAsItIsConfigured)
 {
     write_file("/etc/sysconfig/network-scripts/ifcfg-eth1", "DEVICE=eth1\nIPV6INIT=static\n");
