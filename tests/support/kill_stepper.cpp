@@ -41,7 +41,13 @@ int run_on(pid_t child, int signal)
 // How many an allocator makes differs from child to child, with sanitizers above all, and the others are to be counted.
 bool is_about_memory(uint64_t call)
 {
-    for (const long own : {SYS_mmap, SYS_munmap, SYS_mremap, SYS_mprotect, SYS_madvise, SYS_brk}) {
+#ifdef SYS_mmap
+    constexpr long MAP = SYS_mmap;
+#else
+    constexpr long MAP = SYS_mmap2; // of 32-bit machines
+#endif
+    for (const long own :
+         {MAP, long{SYS_munmap}, long{SYS_mremap}, long{SYS_mprotect}, long{SYS_madvise}, long{SYS_brk}}) {
         if (call == static_cast<uint64_t>(own))
             return true;
     }
