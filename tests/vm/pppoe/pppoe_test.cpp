@@ -69,9 +69,10 @@ class Client : public testing::Test {
 protected:
     static void SetUpTestSuite()
     {
-        shell("touch /run/marker; mount -t tmpfs tmpfs /tmp; mkdir -p /etc/ppp /usr/kavo; cp -R " KAVO_SOURCE_DIR
-              "/appliance/root/etc/ppp/. /etc/ppp; "
-              "cp -R " KAVO_SOURCE_DIR "/appliance/root/usr/kavo/. /usr/kavo");
+        // The sources may lie in the machine's /tmp, which the empty one hides.
+        shell("touch /run/marker; cp -R " KAVO_SOURCE_DIR "/appliance/root /run/appliance; mount -t tmpfs tmpfs /tmp; "
+              "mkdir -p /etc/ppp /usr/kavo; cp -R /run/appliance/etc/ppp/. /etc/ppp; "
+              "cp -R /run/appliance/usr/kavo/. /usr/kavo");
         install_settings();
         add_cards("eth0", "isp");
         start_server("isp", "eth0p", "-L 10.64.0.1 -R 10.64.0.2");
@@ -94,8 +95,7 @@ protected:
     // The appliance's own, with more time to connect: the machine that this one runs on may be busy.
     static void install_settings()
     {
-        shell(std::string("sed 's/^CONNECT_TIMEOUT=.*/CONNECT_TIMEOUT=200/' " KAVO_SOURCE_DIR
-                          "/appliance/root/etc/ppp/pppoe.conf >") +
+        shell(std::string("sed 's/^CONNECT_TIMEOUT=.*/CONNECT_TIMEOUT=200/' /run/appliance/etc/ppp/pppoe.conf >") +
               CLIENT_FILE);
     }
 
