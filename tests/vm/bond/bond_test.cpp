@@ -25,37 +25,20 @@
 
 #include "kavonetsdk/kavonetsdk.h"
 #include "support/read_back.h"
+#include "vm/commands.h"
 
 using support::read_file;
 using support::write_file;
 using testing::ElementsAre;
+using vm_test::output_of;
+using vm_test::shell;
+using vm_test::succeeds;
 
 namespace {
 
 constexpr char SCRIPTS[] = "/etc/sysconfig/network-scripts/";
 constexpr char FAR[] = "10.8.0.2";
 constexpr char HEARD[] = "/run/heard";
-
-void shell(const std::string &command)
-{
-    ASSERT_EQ(0, system(("set -e; " + command).c_str())) << command;
-}
-
-bool succeeds(const std::string &command)
-{
-    return system(("{ " + command + "; } >/dev/null 2>&1").c_str()) == 0;
-}
-
-std::string output_of(const std::string &command)
-{
-    std::string text;
-    FILE *pipe = popen(command.c_str(), "r");
-    char buffer[4096];
-    while (const size_t n = fread(buffer, 1, sizeof buffer, pipe))
-        text.append(buffer, n);
-    pclose(pipe);
-    return text;
-}
 
 bool comes_true(const std::function<bool()> &condition, int seconds = 120)
 {

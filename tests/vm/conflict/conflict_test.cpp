@@ -6,13 +6,11 @@
 
 #include "kavonetsdk/kavonetsdk.h"
 #include "support/read_back.h"
+#include "vm/commands.h"
+
+using vm_test::shell;
 
 namespace {
-
-void shell(const std::string &command)
-{
-    ASSERT_EQ(0, system(("set -e; " + command).c_str())) << command;
-}
 
 void configure(const std::string &name, const std::string &address)
 {

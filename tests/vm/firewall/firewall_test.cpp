@@ -12,6 +12,7 @@
 
 #include "kavonetsdk/kavonetsdk.h"
 #include "support/read_back.h"
+#include "vm/commands.h"
 
 using support::read_file;
 using support::write_file;
@@ -19,6 +20,9 @@ using testing::AllOf;
 using testing::AnyOf;
 using testing::HasSubstr;
 using testing::Not;
+using vm_test::all_output_of;
+using vm_test::shell;
+using vm_test::succeeds;
 
 namespace {
 
@@ -109,36 +113,15 @@ std::string with_name(std::string text, const std::string &name)
 
 // ---- Commands
 
-void shell(const std::string &command)
-{
-    ASSERT_EQ(0, system(("set -e; " + command).c_str())) << command;
-}
-
-bool succeeds(const std::string &command)
-{
-    return system(("{ " + command + "; } >/dev/null 2>&1").c_str()) == 0;
-}
-
-std::string output_of(const std::string &command)
-{
-    std::string text;
-    FILE *pipe = popen((command + " 2>&1").c_str(), "r");
-    char buffer[4096];
-    while (const size_t n = fread(buffer, 1, sizeof buffer, pipe))
-        text.append(buffer, n);
-    pclose(pipe);
-    return text;
-}
-
 std::string in_force()
 {
-    return output_of("nft list ruleset");
+    return all_output_of("nft list ruleset");
 }
 
 // With the numbers that the kernel gives to what is made.
 std::string in_force_since()
 {
-    return output_of("nft -a list ruleset");
+    return all_output_of("nft -a list ruleset");
 }
 
 // Returns how the kernel's rules are listed then.
@@ -189,16 +172,17 @@ protected:
     static void expect_traffic_control(const std::string &name)
     {
         EXPECT_EQ(with_name(TRAFFIC_RULES, name), read_file(TRAFFIC + name));
-        EXPECT_THAT(output_of("tc qdisc show dev " + name), AllOf(HasSubstr("qdisc prio 1:"), HasSubstr("ingress")));
-        EXPECT_THAT(output_of("tc filter show dev " + name + " parent 1:"), HasSubstr("u32"));
-        EXPECT_THAT(output_of("tc filter show dev " + name + " parent ffff:"),
+        EXPECT_THAT(all_output_of("tc qdisc show dev " + name),
+                    AllOf(HasSubstr("qdisc prio 1:"), HasSubstr("ingress")));
+        EXPECT_THAT(all_output_of("tc filter show dev " + name + " parent 1:"), HasSubstr("u32"));
+        EXPECT_THAT(all_output_of("tc filter show dev " + name + " parent ffff:"),
                     AllOf(HasSubstr("matchall"), HasSubstr("eth01")));
     }
 
     static void expect_no_traffic_control(const std::string &name)
     {
         EXPECT_FALSE(support::exists(TRAFFIC + name));
-        EXPECT_THAT(output_of("tc qdisc show dev " + name), Not(AnyOf(HasSubstr("prio"), HasSubstr("ingress"))));
+        EXPECT_THAT(all_output_of("tc qdisc show dev " + name), Not(AnyOf(HasSubstr("prio"), HasSubstr("ingress"))));
     }
 };
 

@@ -6,18 +6,15 @@
 
 #include "kavonetsdk/kavonetsdk.h"
 #include "support/read_back.h"
+#include "vm/commands.h"
 
 using support::read_file;
 using support::write_file;
+using vm_test::shell;
 
 namespace {
 
 constexpr char SETTINGS[] = "/etc/kavoinfo.conf";
-
-void shell(const std::string &command)
-{
-    ASSERT_EQ(0, system(("set -e; " + command).c_str())) << command;
-}
 
 // Veth cards (10 Gbit/s), a tap (10 Mbit/s), a bond of two cards, a VLAN on a card and one on the bond.
 class Mtu : public testing::Test {

@@ -12,6 +12,9 @@
 #include "kavo/core.h"
 #include "kavonetsdk/kavonetsdk.h"
 #include "support/read_back.h"
+#include "vm/commands.h"
+
+using vm_test::shell;
 
 namespace {
 
@@ -27,11 +30,6 @@ constexpr char SECRETS[] = "/etc/ppp/pap-secrets";
 constexpr char CACHE[] = "/tmp/kavopppoe.intf";
 constexpr char USER[] = "o'neil#1@lab";
 constexpr char PASSWORD[] = "s3cret-Word";
-
-void shell(const std::string &command)
-{
-    ASSERT_EQ(0, system(("set -e; " + command).c_str())) << command;
-}
 
 std::string output_of(const std::string &command)
 {

@@ -10,29 +10,16 @@
 
 #include "kavonetsdk/kavonetsdk.h"
 #include "support/read_back.h"
+#include "vm/commands.h"
 
 using support::read_file;
 using support::write_file;
+using vm_test::output_of;
+using vm_test::shell;
 
 namespace {
 
 const std::string FOLDER = "/etc/sysconfig/network-scripts/ifcfg-";
-
-void shell(const std::string &command)
-{
-    ASSERT_EQ(0, system(("set -e; " + command).c_str())) << command;
-}
-
-std::string output_of(const std::string &command)
-{
-    std::string text;
-    FILE *pipe = popen(command.c_str(), "r");
-    char buffer[4096];
-    while (const size_t n = fread(buffer, 1, sizeof buffer, pipe))
-        text.append(buffer, n);
-    pclose(pipe);
-    return text;
-}
 
 // The files of the first machine, as one word.
 const char *handed_over()

@@ -24,10 +24,14 @@
 
 #include "kavonetsdk/kavonetsdk.h"
 #include "support/read_back.h"
+#include "vm/commands.h"
 
 using support::read_file;
 using support::write_file;
 using testing::ElementsAre;
+using vm_test::all_output_of;
+using vm_test::shell;
+using vm_test::succeeds;
 
 namespace {
 
@@ -35,27 +39,6 @@ constexpr char SCRIPTS[] = "/etc/sysconfig/network-scripts/";
 constexpr char SETTINGS[] = "/etc/kavoinfo.conf";
 constexpr char HEARD[] = "/run/heard";
 constexpr int UNTAGGED = 0;
-
-void shell(const std::string &command)
-{
-    ASSERT_EQ(0, system(("set -e; " + command).c_str())) << command;
-}
-
-bool succeeds(const std::string &command)
-{
-    return system(("{ " + command + "; } >/dev/null 2>&1").c_str()) == 0;
-}
-
-std::string output_of(const std::string &command)
-{
-    std::string text;
-    FILE *pipe = popen((command + " 2>&1").c_str(), "r");
-    char buffer[4096];
-    while (const size_t n = fread(buffer, 1, sizeof buffer, pipe))
-        text.append(buffer, n);
-    pclose(pipe);
-    return text;
-}
 
 bool comes_true(const std::function<bool()> &condition, int seconds = 30)
 {
@@ -206,8 +189,8 @@ protected:
 
     static std::string address_of(const std::string &name, int family = 4)
     {
-        return output_of("ip -" + std::to_string(family) + " -o address show dev " + name +
-                         " scope global | awk '{printf \"%s\", $4}'");
+        return all_output_of("ip -" + std::to_string(family) + " -o address show dev " + name +
+                             " scope global | awk '{printf \"%s\", $4}'");
     }
     static std::string mtu_of(const std::string &name) { return read_file("/sys/class/net/" + name + "/mtu"); }
     static bool is_there(const std::string &name) { return if_nametoindex(name.c_str()) != 0; }
@@ -257,7 +240,8 @@ TEST_F(Vlan, OnAPortItTakesTheAddressesAndGivesThemBack)
     EXPECT_EQ("4000\n", mtu_of("eth60.100"));
     EXPECT_EQ("eth60_mtu=\"4000\"\neth60.100_mtu=\"4000\"\n", read_file(SETTINGS));
     EXPECT_THAT(heard(), ElementsAre(told("pre", "eth60", "eth60.100"), told("post", "eth60", "eth60.100")));
-    EXPECT_THAT(output_of("tc qdisc show dev eth60.100"), testing::HasSubstr("pfifo")) << "traffic control moves along";
+    EXPECT_THAT(all_output_of("tc qdisc show dev eth60.100"), testing::HasSubstr("pfifo"))
+        << "traffic control moves along";
     EXPECT_EQ(1, KLIBNetVlanExist());
     EXPECT_THAT(listed(), ElementsAre("eth60.100/eth60/100"));
     KLIBNETVLANINFO vlan;
@@ -335,7 +319,7 @@ TEST_F(Vlan, TheCommandMakesShowsAndTakesAwayWhatAStartOfTheNetworkFindsAgain)
 {
     const std::string kavonet = std::string(KAVO_BUILD_DIR) + "/bin/kavonet vlan ";
     EXPECT_EQ("eth60.100: no VLAN -> VLAN 100 of eth60, static 10.6.0.9/24\n",
-              output_of(kavonet + "create eth60 100 --static 10.6.0.9/24"));
+              all_output_of(kavonet + "create eth60 100 --static 10.6.0.9/24"));
     const std::string row = read_file(file("eth60"));
     const std::string vlan = read_file(file("eth60.100"));
     // What the kernel knows is lost with the machine's power.
@@ -348,22 +332,22 @@ TEST_F(Vlan, TheCommandMakesShowsAndTakesAwayWhatAStartOfTheNetworkFindsAgain)
     EXPECT_THAT(listed(), ElementsAre("eth60.100/eth60/100"));
     EXPECT_EQ(row, read_file(file("eth60")));
     EXPECT_EQ(vlan, read_file(file("eth60.100")));
-    EXPECT_THAT(output_of(kavonet + "list"), testing::ContainsRegex("\neth60.100 +eth60 +100 +up +10.6.0.9/24\n"));
-    const std::string list = output_of(kavonet + "list --json");
+    EXPECT_THAT(all_output_of(kavonet + "list"), testing::ContainsRegex("\neth60.100 +eth60 +100 +up +10.6.0.9/24\n"));
+    const std::string list = all_output_of(kavonet + "list --json");
     EXPECT_THAT(list, testing::StartsWith("[{\"name\":\"eth60.100\",\"up\":true,"));
     EXPECT_THAT(list, testing::EndsWith("\"device\":\"eth60\",\"id\":100}]\n"));
-    EXPECT_THAT(output_of(kavonet + "show eth60.100"),
+    EXPECT_THAT(all_output_of(kavonet + "show eth60.100"),
                 testing::ContainsRegex("\neth60.100 +eth60 +100 +up +static 10.6.0.9/24 +10.6.0.9/24\n"));
-    EXPECT_THAT(output_of(kavonet + "show eth60.100 --json"),
+    EXPECT_THAT(all_output_of(kavonet + "show eth60.100 --json"),
                 testing::HasSubstr("\"device\":\"eth60\",\"id\":100,\"configured\":{\"method\":\"static\","));
     EXPECT_EQ(
         "kavonet: cannot create the VLAN 200 on eth60: eth60 carries the VLAN eth60.100 already, and can carry one "
         "only\n  what to do: kavonet vlan delete eth60.100 takes it away\n",
-        output_of(kavonet + "create eth60 200"));
+        all_output_of(kavonet + "create eth60 200"));
     EXPECT_EQ("kavonet: cannot create the VLAN 200 on eth60.100: eth60.100 is a VLAN itself\n"
               "  what to do: give the device underneath, eth60\n",
-              output_of(kavonet + "create eth60.100 200"));
-    const std::string gone = output_of(kavonet + "delete eth60.100 --json");
+              all_output_of(kavonet + "create eth60.100 200"));
+    const std::string gone = all_output_of(kavonet + "delete eth60.100 --json");
     EXPECT_THAT(gone,
                 testing::StartsWith("{\"name\":\"eth60.100\",\"action\":\"delete\",\"before\":{\"device\":\"eth60\","));
     EXPECT_THAT(gone, testing::EndsWith("},\"after\":null}\n"));
