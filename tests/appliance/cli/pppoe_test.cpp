@@ -149,11 +149,12 @@ TEST_F(PppoeCommand, TheTerminalEchoesAgainAfterwards)
                         "#!/bin/sh\ntrap : INT\n" KAVO_BUILD_DIR "/bin/kavonet pppoe set eth0 user\nstty -a\n", 0755);
     for (const char *typed : {"s3cret\n", "\x03"}) {
         support::write_file("/tmp/typed", typed);
-        // It is typed at the prompt, and the terminal stays until the script has ended.
+        // It is typed at the prompt, and the terminal stays until the script has ended. No shell may stand above the
+        // script: an interrupt would end it, and with it the terminal.
         const std::string seen = shell(
             "rm -f /tmp/seen /tmp/ended; soon() { for i in $(seq 1200); do ! \"$@\" || break; sleep 0.05; done; }; "
             "{ soon grep -qs 'Password of user: ' /tmp/seen; cat /tmp/typed; soon test -e /tmp/ended; } | "
-            "{ script -qefc /tmp/try /tmp/seen; touch /tmp/ended; }");
+            "{ script -qefc 'exec /tmp/try' /tmp/seen; touch /tmp/ended; }");
         EXPECT_THAT(seen, HasSubstr("Password of user: "));
         EXPECT_THAT(seen, Not(HasSubstr("s3cret")));
         EXPECT_THAT(seen, testing::ContainsRegex("[^-]echo echoe")) << typed;
