@@ -66,11 +66,7 @@ int show_one(const Session &session, const std::string &name)
     Side side;
     if (!read_side(name, side))
         return fail_on(session, name, {"cannot show the IPv4 configuration of " + name});
-    if (!session.json)
-        return print(sides_as_table({side}));
-    Json json;
-    put_named_side(json, side);
-    return print(json.text() + "\n");
+    return print(session.json ? json_line(side, put_named_side) : sides_as_table({side}));
 }
 
 int show_all(const Session &session)
@@ -84,14 +80,7 @@ int show_all(const Session &session)
         if (!read_ipv4(interface.entry.szName, side.configured))
             return fail(session, {std::string("cannot show the IPv4 configuration of ") + interface.entry.szName});
     }
-    if (!session.json)
-        return print(sides_as_table(sides));
-    Json json;
-    json.begin_array();
-    for (const Side &side : sides)
-        put_named_side(json, side);
-    json.end_array();
-    return print(json.text() + "\n");
+    return print(session.json ? json_array(sides, put_named_side) : sides_as_table(sides));
 }
 
 // ---- changes
@@ -268,17 +257,13 @@ int flush(const Session &session, const Arguments &arguments)
 
 // ---- the command line
 
+constexpr Show SHOW = {show_one, show_all, "The interface; all that are in use when left out",
+                       "  kavonet ipv4 show\n"
+                       "  kavonet ipv4 show eth0 --json | jq -r .live.address"};
+
 void build_show(CLI::App &verb, Session &session)
 {
-    const auto arguments = std::make_shared<Arguments>();
-    add_interface(verb, arguments->interface, "The interface; all that are in use when left out");
-    set_action(
-        verb, session,
-        [&session, arguments] {
-            return arguments->interface.empty() ? show_all(session) : show_one(session, arguments->interface);
-        },
-        "  kavonet ipv4 show\n"
-        "  kavonet ipv4 show eth0 --json | jq -r .live.address");
+    build_show(verb, session, SHOW);
 }
 
 void build_static(CLI::App &verb, Session &session)

@@ -50,4 +50,20 @@ private:
     bool first_ = true;
 };
 
+// The line that `put` makes of one thing, and the line of an array of what it makes of each of many.
+template <class Thing, class Put> std::string json_line(const Thing &thing, Put put)
+{
+    Json json;
+    put(json, thing);
+    return json.text() + "\n";
+}
+template <class Things, class Put> std::string json_array(const Things &things, Put put)
+{
+    Json json;
+    json.begin_array();
+    for (const auto &thing : things)
+        put(json, thing);
+    return json.end_array().text() + "\n";
+}
+
 } // namespace cli

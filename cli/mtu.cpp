@@ -92,11 +92,7 @@ int show_one(const Session &session, const std::string &name)
     Mtu mtu;
     if (!read_interface(name, interface) || !read_mtu(name, mtu))
         return fail_on(session, name, {"cannot show the MTU of " + name});
-    if (!session.json)
-        return print(as_table({mtu}));
-    Json json;
-    put_mtu(json, mtu);
-    return print(json.text() + "\n");
+    return print(session.json ? json_line(mtu, put_mtu) : as_table({mtu}));
 }
 
 int show_all(const Session &session)
@@ -109,14 +105,7 @@ int show_all(const Session &session)
         if (!read_mtu(interface.entry.szName, mtus.emplace_back()))
             return fail(session, {std::string("cannot show the MTU of ") + interface.entry.szName});
     }
-    if (!session.json)
-        return print(as_table(mtus));
-    Json json;
-    json.begin_array();
-    for (const Mtu &mtu : mtus)
-        put_mtu(json, mtu);
-    json.end_array();
-    return print(json.text() + "\n");
+    return print(session.json ? json_array(mtus, put_mtu) : as_table(mtus));
 }
 
 // ---- set
@@ -178,17 +167,13 @@ int set(const Session &session, const Arguments &arguments)
 
 // ---- the command line
 
+constexpr Show SHOW = {show_one, show_all, "The interface; all that are in use when left out",
+                       "  kavonet mtu show\n"
+                       "  kavonet mtu show eth0 --json | jq .live"};
+
 void build_show(CLI::App &verb, Session &session)
 {
-    const auto arguments = std::make_shared<Arguments>();
-    add_interface(verb, arguments->interface, "The interface; all that are in use when left out");
-    set_action(
-        verb, session,
-        [&session, arguments] {
-            return arguments->interface.empty() ? show_all(session) : show_one(session, arguments->interface);
-        },
-        "  kavonet mtu show\n"
-        "  kavonet mtu show eth0 --json | jq .live");
+    build_show(verb, session, SHOW);
 }
 
 void build_set(CLI::App &verb, Session &session)

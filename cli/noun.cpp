@@ -91,6 +91,16 @@ CLI::Option *add_interface(CLI::App &verb, std::string &interface, const char *s
     return add_name(verb, INTERFACE_ARGUMENT, interface, summary);
 }
 
+void build_show(CLI::App &verb, Session &session, const Show &show)
+{
+    const auto interface = std::make_shared<std::string>();
+    add_interface(verb, *interface, show.summary);
+    set_action(
+        verb, session,
+        [&session, &show, interface] { return interface->empty() ? show.all(session) : show.one(session, *interface); },
+        show.examples);
+}
+
 CLI::Option *add_file(CLI::App &verb, std::string &file, const char *summary)
 {
     return add_name(verb, FILE_ARGUMENT, file, summary);

@@ -38,6 +38,15 @@ inline constexpr char INTERFACE_ARGUMENT[] = "IF";
 CLI::Option *add_interface(CLI::App &verb, std::string &interface,
                            const char *summary = "The interface, for example eth0");
 
+// The verb "show": of one interface, or of all when none is named.
+struct Show {
+    int (*one)(const Session &session, const std::string &name);
+    int (*all)(const Session &session);
+    const char *summary; // of its argument
+    const char *examples;
+};
+void build_show(CLI::App &verb, Session &session, const Show &show);
+
 // The file that a verb reads or writes. Completion offers files for it.
 inline constexpr char FILE_ARGUMENT[] = "FILE";
 CLI::Option *add_file(CLI::App &verb, std::string &file, const char *summary);

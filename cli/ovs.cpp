@@ -106,16 +106,6 @@ std::string as_text(const std::vector<Part> &parts)
     return table.text();
 }
 
-std::string as_json(const std::vector<Part> &parts)
-{
-    Json json;
-    json.begin_array();
-    for (const Part &part : parts)
-        put_part(json, part);
-    json.end_array();
-    return json.text() + "\n";
-}
-
 int show(const Session &session, const std::string &name)
 {
     const std::string what = name.empty() ? "cannot list what Open vSwitch holds" : "cannot show " + name;
@@ -129,7 +119,7 @@ int show(const Session &session, const std::string &name)
             return fail_on(session, name,
                            {what, "it is no interface, bond or port of Open vSwitch", "kavonet ovs show lists them"});
     }
-    return print(session.json ? as_json(parts) : as_text(parts));
+    return print(session.json ? json_array(parts, put_part) : as_text(parts));
 }
 
 void build_show(CLI::App &verb, Session &session)

@@ -83,16 +83,6 @@ void put_relay(Json &json, const Relay &relay)
     json.field("running", relay.running).end_object();
 }
 
-std::string as_json(const std::vector<Relay> &relays)
-{
-    Json json;
-    json.begin_array();
-    for (const Relay &relay : relays)
-        put_relay(json, relay);
-    json.end_array();
-    return json.text() + "\n";
-}
-
 std::string as_table(const std::vector<Relay> &relays)
 {
     Table table({{"NAME"}, {"RELAY"}, {"SERVER"}, {"STATE"}});
@@ -110,11 +100,7 @@ int show_one(const Session &session, const std::string &name)
     const bool known = has_settings(name) || if_nametoindex(name.c_str()) != 0;
     if (!known || !read_relay(name, relay))
         return fail_on(session, name, {.what = "cannot show the PPPoE relay of " + name, .needs_root = true});
-    if (!session.json)
-        return print(as_table({relay}));
-    Json json;
-    put_relay(json, relay);
-    return print(json.text() + "\n");
+    return print(session.json ? json_line(relay, put_relay) : as_table({relay}));
 }
 
 int show_all(const Session &session)
@@ -123,7 +109,7 @@ int show_all(const Session &session)
     std::vector<Relay> relays;
     if (!list_names(names) || !read_relays(names, relays))
         return fail(session, {.what = "cannot list the PPPoE relays", .needs_root = true});
-    return print(session.json ? as_json(relays) : as_table(relays));
+    return print(session.json ? json_array(relays, put_relay) : as_table(relays));
 }
 
 // ---- set
@@ -186,7 +172,7 @@ std::string state_of(const Relay &relay)
 int report_relays(const Session &session, const std::vector<Relay> &relays)
 {
     if (session.json)
-        return print(as_json(relays));
+        return print(json_array(relays, put_relay));
     std::string text;
     for (const Relay &relay : relays)
         text += printable(relay.name) + ": " + state_of(relay) + "\n";
@@ -227,17 +213,13 @@ int clear(const Session &session)
 
 // ---- the command line
 
+constexpr Show SHOW = {show_one, show_all, "The bridge; all with settings when left out",
+                       "  kavonet relay show\n"
+                       "  kavonet relay show lbr0 --json | jq .running"};
+
 void build_show(CLI::App &verb, Session &session)
 {
-    const auto arguments = std::make_shared<Arguments>();
-    add_interface(verb, arguments->interface, "The bridge; all with settings when left out");
-    set_action(
-        verb, session,
-        [&session, arguments] {
-            return arguments->interface.empty() ? show_all(session) : show_one(session, arguments->interface);
-        },
-        "  kavonet relay show\n"
-        "  kavonet relay show lbr0 --json | jq .running");
+    build_show(verb, session, SHOW);
 }
 
 void build_set(CLI::App &verb, Session &session)

@@ -114,9 +114,14 @@ TEST_F(IfCommand, ListHasRoomForMoreThanAFewHundred)
     std::string batch;
     for (int i = 0; i < 1100; ++i)
         batch += "link add v" + std::to_string(i) + " type veth peer name w" + std::to_string(i) + "\n";
+    batch += "addr add 10.1.0.1/24 dev v7\naddr add 10.2.0.1/25 dev w1099\n";
     support::write_file("/tmp/batch", batch);
     shell("ip -batch /tmp/batch");
-    EXPECT_EQ(2203U, Json(kavonet({"if", "list", "--json"}).out).size());
+    const Json list(kavonet({"if", "list", "--json"}).out);
+    EXPECT_EQ(2203U, list.size());
+    EXPECT_EQ("10.1.0.1", list.named("v7")["address"].text());
+    EXPECT_EQ(25, list.named("w1099")["prefix"].number());
+    EXPECT_EQ(mac_of("v1000"), list.named("v1000")["mac"].text() + "\n");
     EXPECT_EQ(2203U, Json(kavonet({"stat", "--json"}).out).size());
 }
 

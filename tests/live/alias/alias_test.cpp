@@ -1,22 +1,20 @@
 // Aliases of two interfaces on two real networks: the store, the kernel's labels, the subscribers and the hosts on the other
 // side agree at each step.
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "kavonetsdk/kavonetsdk.h"
+#include "support/commands.h"
 #include "support/read_back.h"
 
 using support::read_file;
+using support::shell;
+using support::wait_for;
 using support::write_file;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -28,28 +26,6 @@ constexpr char STORE[] = "/usr/kavo/etc/net/ip_alias";
 constexpr char EVENTS[] = "/run/live-events";
 constexpr char NETWORK[] = "/etc/sysconfig/network";
 constexpr char INFO[] = "/etc/dhclient/ipv4/dhcpcd-eth0.info";
-
-std::string shell(const std::string &command)
-{
-    FILE *pipe = popen(("exec 2>&1; " + command).c_str(), "r");
-    std::string output;
-    char buffer[4096];
-    while (size_t n = fread(buffer, 1, sizeof buffer, pipe))
-        output.append(buffer, n);
-    const int status = pclose(pipe);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command << "\n" << output;
-    return output;
-}
-
-bool wait_for(const std::function<bool()> &condition)
-{
-    for (int i = 0; i < 300; ++i) {
-        if (condition())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    return false;
-}
 
 // The kernel's aliases, "eth0:0 10.77.0.51/24", sorted.
 std::vector<std::string> kernel()

@@ -1,19 +1,18 @@
 // Address conflicts for real: another host on the network of eth0 answers ARP, or has left.
-#include <cstdio>
 #include <cstring>
-#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "kavo/core.h"
 #include "kavonetsdk/kavonetsdk.h"
+#include "support/commands.h"
 #include "support/read_back.h"
 
+using support::run;
+using support::shell;
+using support::wait_for;
 using support::write_file;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -23,40 +22,6 @@ namespace {
 
 constexpr char SETTINGS[] = "/etc/kavoinfo.conf";
 constexpr int FOUND = 3; // the command's exit status
-
-struct Result {
-    int status;
-    std::string output;
-};
-
-Result run(const std::string &command)
-{
-    FILE *pipe = popen(("exec 2>&1; " + command).c_str(), "r");
-    if (pipe == nullptr)
-        return {-1, "popen"};
-    std::string output;
-    char buffer[4096];
-    while (const size_t n = fread(buffer, 1, sizeof buffer, pipe))
-        output.append(buffer, n);
-    const int status = pclose(pipe);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
-}
-
-void shell(const std::string &command)
-{
-    const Result result = run("set -e; " + command);
-    ASSERT_EQ(0, result.status) << command << "\n" << result.output;
-}
-
-bool wait_for(const std::function<bool()> &condition)
-{
-    for (int i = 0; i < 600; ++i) {
-        if (condition())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return false;
-}
 
 std::vector<std::string> told;
 
@@ -190,13 +155,13 @@ TEST_F(Conflict, AnInterfaceThatIsDownFindsNobody)
 TEST_F(Conflict, TheCommandTellsIt)
 {
     neighbour_has("10.77.0.50");
-    const Result taken = run("kavonet conflict check eth0 10.77.0.50");
+    const support::CommandResult taken = run("kavonet conflict check eth0 10.77.0.50");
     EXPECT_EQ(FOUND, taken.status);
     EXPECT_EQ("10.77.0.50 is taken: another host on eth0 answers for it\n", taken.output);
     EXPECT_EQ(0, run("kavonet conflict check eth0 10.77.0.51").status);
     EXPECT_EQ(0, run("kavonet conflict scan").status) << run("kavonet conflict scan").output;
     neighbour_has("10.77.0.21");
-    const Result scan = run("kavonet conflict scan");
+    const support::CommandResult scan = run("kavonet conflict scan");
     EXPECT_EQ(FOUND, scan.status);
     EXPECT_THAT(scan.output, HasSubstr("eth0  10.77.0.20  no        -\n"));
     EXPECT_THAT(scan.output, HasSubstr("eth1  10.77.0.21  yes       another host answers for it\n"));

@@ -17,7 +17,7 @@ protected:
     // Standard output and error together, and the exit status.
     static void says(int status, const std::string &output, const std::string &words)
     {
-        const Result result = run("kavonet " + words);
+        const support::CommandResult result = run("kavonet " + words);
         EXPECT_EQ(output, result.output) << words;
         EXPECT_EQ(status, result.status) << words;
     }
@@ -37,10 +37,10 @@ TEST_F(DiagnosticCommands, DhcpProbe)
 
 TEST_F(DiagnosticCommands, DhcpProbeWithoutAServer)
 {
-    must("systemctl stop lan-server");
-    must(std::string("sed -i 's/^timeout .*/timeout 3;/' ") + CLIENT_SETTINGS);
+    shell("systemctl stop lan-server");
+    shell(std::string("sed -i 's/^timeout .*/timeout 3;/' ") + CLIENT_SETTINGS);
     const std::string before = interface();
-    const Result result = run("kavonet dhcp probe eth0");
+    const support::CommandResult result = run("kavonet dhcp probe eth0");
     EXPECT_EQ(1, result.status);
     EXPECT_THAT(result.output,
                 HasSubstr("kavonet: cannot probe DHCP on eth0: no DHCP server offered an address (0x2A00, "));
@@ -88,7 +88,7 @@ TEST_F(DiagnosticCommands, LookupByNetbios)
          "lookup printer --json");
     const auto listener = listening_in_lan(5000);
     says(0, "printer port 5000 accepts connections\n", "reach printer 5000");
-    const Result plotter = run("kavonet lookup plotter");
+    const support::CommandResult plotter = run("kavonet lookup plotter");
     EXPECT_EQ(1, plotter.status);
     EXPECT_THAT(plotter.output, HasSubstr("neither a name server nor NetBIOS knows an address of it"));
 }
@@ -99,7 +99,7 @@ TEST_F(DiagnosticCommands, Wake)
          "kavonet: cannot wake 00:11:32:a4:b5:c6 through eth0: it is down\n"
          "  what to do: bring it up first: kavonet if up eth0\n",
          "wake 00:11:32:a4:b5:c6 eth0");
-    must("kavonet if up eth0");
+    shell("kavonet if up eth0");
     ASSERT_TRUE(wait_for([] { return run("grep -qx up /sys/class/net/eth0/operstate").status == 0; }));
     const auto wire = capture_in_lan("lan0");
     const std::string frame = wake_frame({'\x00', '\x11', '\x32', '\xa4', '\xb5', '\xc6'});

@@ -51,7 +51,7 @@ TEST_F(Diagnostics, ProbesWithTheScriptThatIsThere)
 {
     probed(0);
     ASSERT_TRUE(exists(SCRIPT));
-    must(std::string("echo '# still the same' >>") + SCRIPT);
+    shell(std::string("echo '# still the same' >>") + SCRIPT);
     const std::string script = read_file(SCRIPT);
     probed(0);
     EXPECT_EQ(script, read_file(SCRIPT));
@@ -59,9 +59,9 @@ TEST_F(Diagnostics, ProbesWithTheScriptThatIsThere)
 
 TEST_F(Diagnostics, ProbesBesideAClientThatRuns)
 {
-    must("systemctl start dhclient@eth0");
+    shell("systemctl start dhclient@eth0");
     ASSERT_TRUE(wait_for([] { return exists(INFO); }));
-    must("flock /run/kavo-dhclient.lock true");
+    shell("flock /run/kavo-dhclient.lock true");
     const std::string info = read_file(INFO);
     const std::string client = run("pgrep -x dhclient").output;
     const std::string addresses = run("ip -4 -o address show dev eth0 | awk '{ print $4 }'; ip -4 route show").output;
@@ -82,8 +82,8 @@ TEST_F(Diagnostics, ProbesAnotherAddressThanTheStaticOne)
 
 TEST_F(Diagnostics, ProbesANetworkWithoutAServer)
 {
-    must("systemctl stop lan-server");
-    must(std::string("sed -i 's/^timeout .*/timeout 3;/' ") + CLIENT_SETTINGS);
+    shell("systemctl stop lan-server");
+    shell(std::string("sed -i 's/^timeout .*/timeout 3;/' ") + CLIENT_SETTINGS);
     const std::string before = interface();
     const KAVONETINFO info = probed(-1);
     EXPECT_STREQ("1.1.1.1", info.szAddr);
@@ -114,7 +114,7 @@ TEST_F(Diagnostics, LooksUpNamesOfARealServer)
     write_file(SERVER, read_file(SERVER) +
                            "host-record=three.lab.test,10.77.0.21\nhost-record=three.lab.test,10.77.0.22\n"
                            "host-record=three.lab.test,2001:db8::21\n");
-    must("systemctl restart lan-server");
+    shell("systemctl restart lan-server");
     give_address();
     write_file("/etc/resolv.conf", std::string("nameserver ") + GATEWAY + "\n");
     EXPECT_THAT(looked_up("storage.lab.test"), ElementsAre("2 10.77.0.9"));
@@ -176,7 +176,7 @@ TEST_F(Diagnostics, TellsAListenerFromARefusalAndFromSilence)
     EXPECT_LT(took, 20);
     EXPECT_EQ(0, reach("10.77.0.77", 5000, 2, took)) << "there is no such host";
     EXPECT_LT(took, 20);
-    must("ip route add blackhole 10.99.0.0/24");
+    shell("ip route add blackhole 10.99.0.0/24");
     EXPECT_EQ(0, reach("10.99.0.1", 5000, LIMIT, took)) << "there is no way";
     EXPECT_LT(took, LIMIT);
 }
@@ -185,7 +185,7 @@ TEST_F(Diagnostics, TellsAListenerFromARefusalAndFromSilence)
 
 TEST_F(Diagnostics, SendsAWakeFrameOverTheWire)
 {
-    must("ip link set eth0 up");
+    shell("ip link set eth0 up");
     ASSERT_TRUE(wait_for([] { return KAVONetIfIsLink("eth0") == 1; }));
     const auto wire = capture_in_lan("lan0");
     const EtherWakeTarget target = {{0x00, 0x11, 0x32, 0xA4, 0xB5, 0xC6}, "eth0"};

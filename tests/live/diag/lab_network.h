@@ -2,7 +2,6 @@
 // on the other side of the cards.
 #pragma once
 
-#include <cstdio>
 #include <string>
 #include <thread>
 #include <vector>
@@ -14,51 +13,21 @@
 #include <net/ethernet.h>
 #include <net/if.h>
 #include <sched.h>
-#include <sys/wait.h>
 
 #include "appliance/diag/sockets.h"
+#include "support/commands.h"
 #include "support/read_back.h"
 
 namespace lab_network {
+
+using support::run;
+using support::shell;
+using support::wait_for;
 
 inline constexpr char SERVER[] = "/etc/lan-server.conf";
 inline constexpr char CLIENT_SETTINGS[] = "/etc/dhclient/dhclient.conf";
 inline constexpr char EXTERNAL_SETTINGS[] = "/usr/kavo/etc/ddnsd.conf";
 inline constexpr char GATEWAY[] = "10.77.0.1";
-
-struct Result {
-    int status;
-    std::string output;
-};
-
-inline Result run(const std::string &command)
-{
-    FILE *pipe = popen(("exec 2>&1; " + command).c_str(), "r");
-    if (pipe == nullptr)
-        return {-1, "popen"};
-    std::string output;
-    char buffer[4096];
-    while (const size_t n = fread(buffer, 1, sizeof buffer, pipe))
-        output.append(buffer, n);
-    const int status = pclose(pipe);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
-}
-
-inline void must(const std::string &command)
-{
-    const Result result = run(command);
-    EXPECT_EQ(0, result.status) << command << "\n" << result.output;
-}
-
-template <class Condition> bool wait_for(Condition condition)
-{
-    for (int i = 0; i < 600; ++i) {
-        if (condition())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return false;
-}
 
 // Runs on the other side of the cards; what is opened there stays there.
 template <class Work> void in_lan(Work work)
@@ -99,7 +68,7 @@ protected:
     // The network is there a moment after the link: its switch has to notice the card first.
     static void give_address()
     {
-        must("ip link set eth0 up; ip address add 10.77.0.60/24 broadcast + dev eth0");
+        shell("ip link set eth0 up; ip address add 10.77.0.60/24 broadcast + dev eth0");
         EXPECT_TRUE(wait_for([] { return run(std::string("arping -c 1 -w 1 -I eth0 ") + GATEWAY).status == 0; }))
             << "the gateway does not answer";
     }
@@ -118,18 +87,18 @@ class NetbiosServer {
 public:
     NetbiosServer()
     {
-        must("mkdir -p /run/samba");
+        shell("mkdir -p /run/samba");
         support::write_file("/run/lab/nmbd/smb.conf",
                             "[global]\nnetbios name = PRINTER\nworkgroup = LAB\ninterfaces = lan0\n"
                             "bind interfaces only = yes\nlog file = /run/lab/nmbd/log\n"
                             "lock directory = /run/lab/nmbd\nstate directory = /run/lab/nmbd\n"
                             "cache directory = /run/lab/nmbd\npid directory = /run/lab/nmbd\n"
                             "private dir = /run/lab/nmbd\nncalrpc dir = /run/lab/nmbd\n");
-        must("lan nmbd --daemon --configfile=/run/lab/nmbd/smb.conf");
+        shell("lan nmbd --daemon --configfile=/run/lab/nmbd/smb.conf");
     }
     NetbiosServer(const NetbiosServer &) = delete;
     NetbiosServer &operator=(const NetbiosServer &) = delete;
-    ~NetbiosServer() { must("kill $(cat /run/lab/nmbd/nmbd.pid)"); }
+    ~NetbiosServer() { shell("kill $(cat /run/lab/nmbd/nmbd.pid)"); }
 
     static bool answers()
     {

@@ -1,19 +1,21 @@
 // One interface switched for real: the library, its files, the kernel, the DHCP client and an event subscriber agree at
 // each step.
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <string>
-#include <thread>
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include "kavonetsdk/kavonetsdk.h"
+#include "support/commands.h"
 #include "support/read_back.h"
 
+using support::all_output_of;
 using support::read_file;
+using support::run;
+using support::shell;
+using support::wait_for;
 using support::write_file;
 
 namespace {
@@ -22,31 +24,10 @@ constexpr char IFCFG[] = "/etc/sysconfig/network-scripts/ifcfg-eth0";
 constexpr char LEASE[] = "/etc/dhclient/ipv4/dhcpcd-eth0.info";
 constexpr char EVENTS[] = "/run/live-events";
 
-std::string shell(const std::string &command)
-{
-    FILE *pipe = popen((command + " 2>&1").c_str(), "r");
-    std::string output;
-    char buffer[4096];
-    while (size_t n = fread(buffer, 1, sizeof buffer, pipe))
-        output.append(buffer, n);
-    pclose(pipe);
-    return output;
-}
-
 // The kernel's IPv4 addresses of eth0, "10.0.0.2/24", each on a line.
 std::string kernel_addresses()
 {
-    return shell("ip -o -4 address show dev eth0 | awk '{ print $4 }'");
-}
-
-bool wait_for(const std::function<bool()> &condition)
-{
-    for (int i = 0; i < 300; ++i) {
-        if (condition())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    return false;
+    return all_output_of("ip -o -4 address show dev eth0 | awk '{ print $4 }'");
 }
 
 std::string value_of(const char *path, const char *key)
@@ -67,7 +48,7 @@ KAVONETINFO record(const char *name, bool is_static, const char *address = "", c
 
 bool client_runs()
 {
-    return shell("systemctl is-active dhclient@eth0.service") == "active\n";
+    return all_output_of("systemctl is-active dhclient@eth0.service") == "active\n";
 }
 
 class Switch : public testing::Test {
@@ -88,11 +69,12 @@ TEST_F(Switch, DhcpThenStaticThenDhcpAgain)
 {
     // To DHCP, with a lease of the real server.
     const KAVONETINFO dhcp = record("eth0", false);
-    ASSERT_EQ(0, KAVONetSetCard1(&dhcp, nullptr)) << shell("journalctl -n 40 --no-pager");
+    ASSERT_EQ(0, KAVONetSetCard1(&dhcp, nullptr)) << all_output_of("journalctl -n 40 --no-pager");
     EXPECT_TRUE(client_runs());
     EXPECT_EQ("dhcp", value_of(IFCFG, "BOOTPROTO"));
     EXPECT_EQ("", value_of(IFCFG, "IPADDR"));
-    ASSERT_TRUE(wait_for([] { return !value_of(LEASE, "IPADDR").empty(); })) << shell("journalctl -n 60 --no-pager");
+    ASSERT_TRUE(wait_for([] { return !value_of(LEASE, "IPADDR").empty(); }))
+        << all_output_of("journalctl -n 60 --no-pager");
     const std::string leased = value_of(LEASE, "IPADDR");
     ASSERT_TRUE(wait_for([&] { return kernel_addresses().find(leased + "/") == 0; })) << kernel_addresses();
     EXPECT_EQ(1, BlKAVOLnxIsDHCP("eth0"));
@@ -107,7 +89,7 @@ TEST_F(Switch, DhcpThenStaticThenDhcpAgain)
 
     // To a static address: the subscriber hears of it before the kernel changes.
     const KAVONETINFO fixed = record("eth0", true, "192.168.99.10", "255.255.255.0");
-    ASSERT_EQ(0, KAVONetSetCard1(&fixed, &before)) << shell("journalctl -n 40 --no-pager");
+    ASSERT_EQ(0, KAVONetSetCard1(&fixed, &before)) << all_output_of("journalctl -n 40 --no-pager");
     EXPECT_EQ("192.168.99.10/24\n", kernel_addresses());
     EXPECT_FALSE(client_runs());
     EXPECT_EQ("static", value_of(IFCFG, "BOOTPROTO"));
@@ -150,7 +132,7 @@ TEST_F(Switch, AliasesSurviveAStaticChange)
     EXPECT_NE(std::string::npos, addresses.find("192.168.99.21/24")) << addresses;
     EXPECT_NE(std::string::npos, addresses.find("192.168.77.1/24")) << addresses;
     EXPECT_EQ(std::string::npos, addresses.find("192.168.99.20/24")) << addresses;
-    shell("ip address del 192.168.77.1/24 dev eth0");
+    run("ip address del 192.168.77.1/24 dev eth0");
 }
 
 TEST_F(Switch, AnUnknownInterfaceLeavesNothingBehind)
@@ -169,9 +151,9 @@ TEST_F(Switch, ADdnsServiceHearsOfANewAddress)
     const KAVONETINFO first = record("eth0", true, "192.168.99.40", "255.255.255.0");
     ASSERT_EQ(0, KAVONetSetCard1(&first, nullptr));
     ASSERT_TRUE(wait_for([] {
-        return shell("journalctl -u ddnsd --no-pager").find("192.168.99.40") != std::string::npos;
-    })) << shell("journalctl -u ddnsd --no-pager");
-    shell("systemctl stop ddnsd");
+        return all_output_of("journalctl -u ddnsd --no-pager").find("192.168.99.40") != std::string::npos;
+    })) << all_output_of("journalctl -u ddnsd --no-pager");
+    run("systemctl stop ddnsd");
 }
 
 } // namespace

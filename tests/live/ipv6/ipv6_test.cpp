@@ -3,20 +3,21 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "kavonetsdk/kavonetsdk.h"
+#include "support/commands.h"
 #include "support/read_back.h"
 
+using support::all_output_of;
 using support::exists;
 using support::read_file;
+using support::run;
+using support::shell;
+using support::wait_for;
 using support::write_file;
 
 namespace {
@@ -31,32 +32,10 @@ constexpr char OF_ROUTER[] = "2001:db8:77::ff:fe77:10/64"; // what eth0 makes of
 constexpr char OF_SERVER[] = "2001:db8:77::100/128";
 constexpr const char *MODES[] = {"auto", "off", "dhcp", "static", "auto_dhcp"};
 
-std::string shell(const std::string &command)
-{
-    FILE *pipe = popen((command + " 2>&1").c_str(), "r");
-    std::string output;
-    char buffer[4096];
-    while (const size_t n = fread(buffer, 1, sizeof buffer, pipe))
-        output.append(buffer, n);
-    pclose(pipe);
-    return output;
-}
-
-// Waits for something that the kernel or another process does; how long it takes is not the matter of these tests.
-bool wait_for(const std::function<bool()> &condition)
-{
-    for (const auto end = Clock::now() + std::chrono::seconds(90); Clock::now() < end;) {
-        if (condition())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    return condition();
-}
-
 // The kernel's IPv6 addresses that are good for use, each between blanks.
 std::string kernel_addresses()
 {
-    return " " + shell("ip -6 -o address show dev eth0 -tentative | awk '{ printf \"%s \", $4 }'");
+    return " " + all_output_of("ip -6 -o address show dev eth0 -tentative | awk '{ printf \"%s \", $4 }'");
 }
 
 bool kernel_has(const std::string &address)
@@ -79,7 +58,7 @@ std::string active_clients()
 {
     std::string types;
     for (const char *type : {"client", "info"}) {
-        if (shell(std::string("systemctl is-active dhclient6@eth0-") + type) == "active\n")
+        if (all_output_of(std::string("systemctl is-active dhclient6@eth0-") + type) == "active\n")
             types += std::string(types.empty() ? "" : " ") + type;
     }
     return types;
@@ -87,7 +66,7 @@ std::string active_clients()
 
 std::string default_routes()
 {
-    return shell("ip -6 route show default dev eth0");
+    return all_output_of("ip -6 route show default dev eth0");
 }
 
 bool has_static_route()
@@ -97,12 +76,12 @@ bool has_static_route()
 
 std::string journal()
 {
-    return shell("journalctl -n 60 --no-pager");
+    return all_output_of("journalctl -n 60 --no-pager");
 }
 
 bool shows(const std::string &command, const std::string &text)
 {
-    return shell(command).find(text) != std::string::npos;
+    return all_output_of(command).find(text) != std::string::npos;
 }
 
 // Another host on the network, with one address.
@@ -119,7 +98,7 @@ public:
     }
     OtherHost(const OtherHost &) = delete;
     OtherHost &operator=(const OtherHost &) = delete;
-    ~OtherHost() { shell("lan ip link del otherp; ip netns del other"); }
+    ~OtherHost() { run("lan ip link del otherp; ip netns del other"); }
 };
 
 class Ipv6 : public testing::Test {
@@ -240,7 +219,7 @@ TEST_F(Ipv6, AStaticAddressThatAnotherHostHasIsTakenOffAgain)
     const OtherHost other(std::string(STATIC_ADDRESS) + "/64");
     const std::string before = read_file(IFCFG);
     EXPECT_EQ(1, set(KAVO_IPV6_STATIC)) << journal();
-    EXPECT_EQ("", shell(std::string("ip -6 -o address show dev eth0 to ") + STATIC_ADDRESS));
+    EXPECT_EQ("", all_output_of(std::string("ip -6 -o address show dev eth0 to ") + STATIC_ADDRESS));
     EXPECT_EQ(before + "IPV6_ACCEPT_RA=\"0\"\n", read_file(IFCFG));
     EXPECT_EQ("1\n", kernel_switch("disable_ipv6")) << "IPv6 was off before";
     EXPECT_TRUE(wait_for([] { return shows("journalctl --no-pager", "ipv6 dad fail, ip:2001:db8:77::5, pxleng:64"); }))
@@ -252,7 +231,7 @@ TEST_F(Ipv6, AnAddressOfTheServerThatAnotherHostHasIsTakenOffAgain)
     ASSERT_EQ(0, set(KAVO_IPV6_AUTO));
     const OtherHost other("2001:db8:77::100/64");
     EXPECT_EQ(1, set(KAVO_IPV6_DHCP)) << journal();
-    EXPECT_EQ("", shell("ip -6 -o address show dev eth0 to 2001:db8:77::100"));
+    EXPECT_EQ("", all_output_of("ip -6 -o address show dev eth0 to 2001:db8:77::100"));
     EXPECT_EQ("", active_clients());
     EXPECT_EQ("auto", value_of("IPV6INIT"));
     EXPECT_EQ("0\n", kernel_switch("disable_ipv6")) << "IPv6 was on before";
@@ -317,13 +296,13 @@ TEST_F(Ipv6, AtStartEachInterfaceListensAsItIsConfigured)
 
 TEST_F(Ipv6, TheCommandSaysTheSame)
 {
-    EXPECT_NE(std::string::npos, shell("kavonet ipv6 auto eth0 --wait 90").find(OF_ROUTER));
+    EXPECT_NE(std::string::npos, all_output_of("kavonet ipv6 auto eth0 --wait 90").find(OF_ROUTER));
     expect_agreement(KAVO_IPV6_AUTO);
-    EXPECT_NE(std::string::npos, shell("kavonet ipv6 show eth0").find(OF_ROUTER));
+    EXPECT_NE(std::string::npos, all_output_of("kavonet ipv6 show eth0").find(OF_ROUTER));
     EXPECT_NE(std::string::npos,
               shell("kavonet ipv6 static eth0 2001:db8:77::5/64 --router 2001:db8:77::1").find("-> static 2001:db8"));
     expect_agreement(KAVO_IPV6_STATIC);
-    EXPECT_EQ("eth0: IPv6 static 2001:db8:77::5/64 -> off\n", shell("kavonet ipv6 off eth0"));
+    EXPECT_EQ("eth0: IPv6 static 2001:db8:77::5/64 -> off\n", all_output_of("kavonet ipv6 off eth0"));
     expect_agreement(KAVO_IPV6_OFF);
 }
 
@@ -334,10 +313,10 @@ TEST_F(Ipv6, AnInterruptedCommandIsFollowedByAnyOther)
         SCOPED_TRACE(line);
         // The change is in the middle as soon as IPv6 is on. A job of the shell is deaf to the key otherwise.
         const std::string output =
-            shell(std::string("env --default-signal=INT kavonet ipv6 ") + line +
-                  " >/run/interrupted 2>&1 & for i in $(seq 1200); do "
-                  "! grep -qx 0 /proc/sys/net/ipv6/conf/eth0/disable_ipv6 || break; sleep 0.05; done; "
-                  "kill -INT $!; wait $!; cat /run/interrupted");
+            all_output_of(std::string("env --default-signal=INT kavonet ipv6 ") + line +
+                          " >/run/interrupted 2>&1 & for i in $(seq 1200); do "
+                          "! grep -qx 0 /proc/sys/net/ipv6/conf/eth0/disable_ipv6 || break; sleep 0.05; done; "
+                          "kill -INT $!; wait $!; cat /run/interrupted");
         EXPECT_NE(std::string::npos, output.find("-> ")) << output;
         ASSERT_EQ(0, set(KAVO_IPV6_AUTO));
         expect_agreement(KAVO_IPV6_AUTO);

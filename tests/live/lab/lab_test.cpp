@@ -1,17 +1,16 @@
 // The lab itself, and the reference appliance's units and scripts on it.
-#include <chrono>
-#include <cstdio>
 #include <string>
-#include <thread>
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <syslog.h>
 
+#include "support/commands.h"
 #include "support/read_back.h"
 
 using support::exists;
 using support::read_file;
+using support::run;
+using support::wait_for;
 using support::write_file;
 
 namespace {
@@ -21,35 +20,6 @@ constexpr char OTHER_INFO[] = "/etc/dhclient/ipv4/dhcpcd-eth1.info";
 constexpr char PID_FILE[] = "/etc/dhclient/ipv4/dhcpcd-eth0.pid";
 constexpr char RESOLVER[] = "/etc/iproute2/config/resolv4.conf";
 constexpr char SERVER[] = "/etc/lan-server.conf";
-
-struct Result {
-    int status;
-    std::string output;
-};
-
-Result run(const std::string &command)
-{
-    FILE *pipe = popen(("exec 2>&1; " + command).c_str(), "r");
-    if (pipe == nullptr)
-        return {-1, "popen"};
-    std::string output;
-    char buffer[4096];
-    while (const size_t n = fread(buffer, 1, sizeof buffer, pipe))
-        output.append(buffer, n);
-    const int status = pclose(pipe);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
-}
-
-// Waits for something that another process does; how long it takes is not the matter of these tests.
-template <typename Condition> bool wait_for(Condition condition)
-{
-    for (int i = 0; i < 600; ++i) {
-        if (condition())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return false;
-}
 
 bool contains(const std::string &text, const std::string &part)
 {
@@ -77,13 +47,13 @@ protected:
     static void change_server(const std::string &lines)
     {
         write_file(SERVER, read_file(SERVER) + lines);
-        const Result result = run("systemctl restart lan-server");
+        const support::CommandResult result = run("systemctl restart lan-server");
         ASSERT_EQ(0, result.status) << result.output;
     }
 
     static void take_lease(const std::string &interface)
     {
-        const Result result = run("systemctl start dhclient@" + interface);
+        const support::CommandResult result = run("systemctl start dhclient@" + interface);
         ASSERT_EQ(0, result.status) << result.output;
         // The resolver file is the last thing that the client's script writes.
         const std::string info = "/etc/dhclient/ipv4/dhcpcd-" + interface + ".info";
@@ -159,7 +129,7 @@ TEST_F(Lab, KeepsOneCardsLeaseWhenTheOtherStops)
 TEST_F(Lab, StartsTheClientWithoutAServer)
 {
     ASSERT_EQ(0, run("systemctl stop lan-server").status);
-    const Result result = run("systemctl start dhclient@eth0");
+    const support::CommandResult result = run("systemctl start dhclient@eth0");
     EXPECT_EQ(0, result.status) << result.output;
     EXPECT_EQ("active\n", run("systemctl is-active dhclient@eth0").output);
     EXPECT_FALSE(exists(INFO));

@@ -1,52 +1,23 @@
 // What the tests of names and routes have on the other side of the cards, and how they look at it.
 #pragma once
 
-#include <chrono>
 #include <cstdio>
 #include <string>
-#include <thread>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/commands.h"
 #include "support/read_back.h"
 
 namespace resolve_test {
 
-struct Result {
-    int status;
-    std::string output;
-};
-
-inline Result run(const std::string &command)
-{
-    FILE *pipe = popen(("exec 2>&1; " + command).c_str(), "r");
-    if (pipe == nullptr)
-        return {-1, "popen"};
-    std::string output;
-    char buffer[4096];
-    while (const size_t n = fread(buffer, 1, sizeof buffer, pipe))
-        output.append(buffer, n);
-    const int status = pclose(pipe);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
-}
-
-// Waits for something that another process does; how long it takes is not the matter of these tests.
-template <typename Condition> bool wait_for(Condition condition)
-{
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() >= end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return true;
-}
+using support::run;
+using support::wait_for;
 
 // What becomes of a packet to an address: ECONNREFUSED when the host that has the address answered it (nothing listens on
 // that port), ETIMEDOUT when nobody did, or what the kernel said.
@@ -89,7 +60,7 @@ class TwoRouters {
 public:
     static void build()
     {
-        const Result result =
+        const support::CommandResult result =
             run("set -e; ip netns add other\n"
                 "ip -n lan link add port2 type veth peer name lan0 netns other\n"
                 "ip -n lan link set port2 master lan0 up\n"
@@ -113,7 +84,7 @@ public:
 // Takes a lease of the real server, with everything that comes of it.
 inline void take_lease(const std::string &interface)
 {
-    const Result result = run("systemctl start dhclient@" + interface);
+    const support::CommandResult result = run("systemctl start dhclient@" + interface);
     ASSERT_EQ(0, result.status) << result.output;
     const std::string info = "/etc/dhclient/ipv4/dhcpcd-" + interface + ".info";
     ASSERT_TRUE(wait_for([&] { return support::exists(info); })) << run("journalctl --no-pager -n 60").output;

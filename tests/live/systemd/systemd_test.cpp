@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "kavo/systemd.h"
+#include "support/commands.h"
 #include "support/log_capture.h"
 #include "support/read_back.h"
 
@@ -22,11 +23,6 @@ namespace {
 
 constexpr unsigned EXEC_FAILED = 0x2A00;
 const std::string UNITS = "/run/systemd/system/";
-
-bool shell(const std::string &command)
-{
-    return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
-}
 
 void unit(const std::string &name, const std::string &service)
 {
@@ -48,17 +44,17 @@ protected:
         unit("kavo-bad-reload.service", "ExecStart=/bin/sleep 1000\nExecReload=/bin/false\n");
         unit("kavo-no-reload.service", "ExecStart=/bin/sleep 1000\n");
         unit("kavo-each@.service", "ExecStart=/bin/sleep 1000\n");
-        ASSERT_TRUE(shell("systemctl daemon-reload"));
+        ASSERT_TRUE(succeeds("systemctl daemon-reload"));
     }
 
     static void TearDownTestSuite()
     {
-        shell("systemctl stop 'kavo-*'; systemctl reset-failed; rm -f " + UNITS + "kavo-*; systemctl daemon-reload");
+        run("systemctl stop 'kavo-*'; systemctl reset-failed; rm -f " + UNITS + "kavo-*; systemctl daemon-reload");
     }
 
     void SetUp() override
     {
-        shell("systemctl stop 'kavo-*'; systemctl reset-failed; rm -f /run/kavo-*");
+        run("systemctl stop 'kavo-*'; systemctl reset-failed; rm -f /run/kavo-*");
         clear_log();
         clear_error();
         // The first call opens libsystemd, which may keep descriptors of its own.
@@ -68,7 +64,7 @@ protected:
 
     void TearDown() override { EXPECT_EQ(descriptors_, open_descriptors()); }
 
-    static bool is_active(const std::string &name) { return shell("systemctl is-active --quiet " + name); }
+    static bool is_active(const std::string &name) { return succeeds("systemctl is-active --quiet " + name); }
 
     // A call failed, with one line that tells why.
     static void expect_failure(const std::string &line)
@@ -139,7 +135,7 @@ TEST_F(LiveSystemd, Reloads)
 TEST_F(LiveSystemd, AUnitThatReloadsIsActive)
 {
     ASSERT_EQ(1, KAVOCSystemdStart("kavo-plain"));
-    ASSERT_TRUE(shell("systemctl reload --no-block kavo-plain"));
+    ASSERT_TRUE(succeeds("systemctl reload --no-block kavo-plain"));
     EXPECT_EQ(1, KAVOCSystemdActiveStatusGet("kavo-plain"));
     EXPECT_EQ(1, KAVOCSystemdStop("kavo-plain"));
 }

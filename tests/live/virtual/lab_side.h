@@ -1,58 +1,21 @@
 // What the tests of bridges and Open vSwitch share in the lab: its commands, its cards, and a switch of the machine's own.
 #pragma once
 
-#include <chrono>
-#include <cstdio>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include "kavonetsdk/kavonetsdk.h"
+#include "support/commands.h"
 #include "support/read_back.h"
 
 namespace virtual_test {
 
-struct Result {
-    int status;
-    std::string output;
-};
-
-inline Result run(const std::string &command)
-{
-    FILE *pipe = popen(("exec 2>&1; " + command).c_str(), "r");
-    if (pipe == nullptr)
-        return {-1, "popen"};
-    std::string output;
-    char buffer[4096];
-    while (const size_t n = fread(buffer, 1, sizeof buffer, pipe))
-        output.append(buffer, n);
-    const int status = pclose(pipe);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
-}
-
-// A command that must not fail; gives what it printed.
-inline std::string shell(const std::string &command)
-{
-    const Result result = run("set -e; " + command);
-    EXPECT_EQ(0, result.status) << command << "\n" << result.output;
-    return result.output;
-}
-
-// Waits for something that another process does; how long it takes is not the matter of these tests.
-template <typename Condition> bool wait_for(Condition condition)
-{
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(120);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() >= end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return true;
-}
+using support::run;
+using support::shell;
+using support::wait_for;
 
 // Whether the host on the other side answers through an interface.
 inline bool reaches_the_server(const std::string &interface)

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <set>
@@ -24,15 +23,15 @@
 #include <unistd.h>
 
 #include "kavonetsdk/kavonetsdk.h"
+#include "support/commands.h"
 #include "support/read_back.h"
-#include "vm/commands.h"
 
+using support::output_of;
 using support::read_file;
+using support::shell;
+using support::succeeds;
 using support::write_file;
 using testing::ElementsAre;
-using vm_test::output_of;
-using vm_test::shell;
-using vm_test::succeeds;
 
 namespace {
 

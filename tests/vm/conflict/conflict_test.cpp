@@ -1,14 +1,13 @@
 // A real bond whose members are configured with its address.
-#include <cstdlib>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "kavonetsdk/kavonetsdk.h"
+#include "support/commands.h"
 #include "support/read_back.h"
-#include "vm/commands.h"
 
-using vm_test::shell;
+using support::shell;
 
 namespace {
 

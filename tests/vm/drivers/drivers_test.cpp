@@ -1,19 +1,16 @@
 // What an interface is, asked of the real bonding, 802.1Q and bridge drivers.
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "kavonetsdk/kavonetsdk.h"
+#include "support/commands.h"
 #include "support/read_back.h"
 
-namespace {
+using support::shell;
 
-void shell(const std::string &command)
-{
-    ASSERT_EQ(0, system(("set -e; " + command).c_str())) << command;
-}
+namespace {
 
 // Two dummy ports in a bond, a VLAN on a third and a bridge over a fourth.
 class Drivers : public testing::Test {

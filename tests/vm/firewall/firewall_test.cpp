@@ -1,7 +1,5 @@
 // Firewall and traffic control follow an interface that gets another name: the appliance's tools with the real nft and tc,
 // and the drivers behind them.
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -11,18 +9,18 @@
 #include <unistd.h>
 
 #include "kavonetsdk/kavonetsdk.h"
+#include "support/commands.h"
 #include "support/read_back.h"
-#include "vm/commands.h"
 
+using support::all_output_of;
 using support::read_file;
+using support::shell;
+using support::succeeds;
 using support::write_file;
 using testing::AllOf;
 using testing::AnyOf;
 using testing::HasSubstr;
 using testing::Not;
-using vm_test::all_output_of;
-using vm_test::shell;
-using vm_test::succeeds;
 
 namespace {
 

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "kavonetsdk/kavonetsdk.h"
 #include "support/read_back.h"

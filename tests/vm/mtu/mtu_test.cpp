@@ -5,12 +5,12 @@
 #include <gtest/gtest.h>
 
 #include "kavonetsdk/kavonetsdk.h"
+#include "support/commands.h"
 #include "support/read_back.h"
-#include "vm/commands.h"
 
 using support::read_file;
+using support::shell;
 using support::write_file;
-using vm_test::shell;
 
 namespace {
 

@@ -11,10 +11,10 @@
 
 #include "kavo/core.h"
 #include "kavonetsdk/kavonetsdk.h"
+#include "support/commands.h"
 #include "support/read_back.h"
-#include "vm/commands.h"
 
-using vm_test::shell;
+using support::shell;
 
 namespace {
 

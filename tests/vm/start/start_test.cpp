@@ -9,13 +9,13 @@
 #include <sys/stat.h>
 
 #include "kavonetsdk/kavonetsdk.h"
+#include "support/commands.h"
 #include "support/read_back.h"
-#include "vm/commands.h"
 
+using support::output_of;
 using support::read_file;
+using support::shell;
 using support::write_file;
-using vm_test::output_of;
-using vm_test::shell;
 
 namespace {
 
