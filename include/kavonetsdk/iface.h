@@ -194,8 +194,8 @@ int KLIBNetReInitIf(const char *szIf);
 int KLIBNetGetMacAddr(int port, char *szMac, size_t cbMac, int blLocalOnly);
 int KLIBNetGetMacAddrByInterface(const char *szIf, char *szMac, size_t cbMac, int blLocalOnly);
 
-/* Renames an interface, which must be down; the new name must be free. Returns 0 or -1: NET_ERR_BAD_PARAMETER,
- * NET_ERR_OUT_OF_MEMORY, or no code. */
+/* Renames an interface, which must be down; the new name must be free and without '%', which the kernel takes for a
+ * pattern. Returns 0 or -1: NET_ERR_BAD_PARAMETER, NET_ERR_OUT_OF_MEMORY, or no code. */
 int KAVONetRenameEth(const char *szOld, const char *szNew);
 
 #pragma GCC visibility pop

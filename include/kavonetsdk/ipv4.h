@@ -71,7 +71,7 @@ int KAVOILnxGetIP(const char *szIf, char *szAddr, int cbAddr);
 int KAVOILnxGetIPFromCfg(const char *szIf, char *szAddr, int cbAddr);
 
 /* 1 when the interface's BOOTPROTO is "dhcp", else 0. A file without BOOTPROTO is given "BOOTPROTO=static". Takes the
- * network configuration lock for reading (waits at most 5 s). */
+ * network configuration lock for reading (waits at most 5 s); without it the answer is 0 with NET_ERR_LOCK_FAILED. */
 int BlKAVOLnxIsDHCP(const char *szIf);
 
 /* ---- IP conflicts ---------------------------------------------------------------------------------------------- */

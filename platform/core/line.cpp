@@ -86,7 +86,8 @@ bool LineFormat::quotes() const
 bool LineFormat::takes(std::string_view key, std::string_view value) const
 {
     const bool indent_lost = indent() == Indent::IGNORED && !key.empty() && is_blank(key.front());
-    return is_key(key) && !indent_lost && !has_line_end(value) && !(quotes() && has(value, '"'));
+    const bool quote_lost = quotes() && (has(key, '"') || has(value, '"'));
+    return is_key(key) && !indent_lost && !quote_lost && !has_line_end(value);
 }
 
 bool LineFormat::write(Bytes &out, std::string_view key, std::string_view value) const

@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace kavo {
@@ -42,22 +41,6 @@ bool resolve_folder(std::string_view folder, PathBuffer &result)
         folder.remove_prefix(1);
     const bool root = resolved[1] == '\0';
     return join(result, root && !folder.empty() ? "" : resolved, folder.empty() ? "" : "/", folder);
-}
-
-// Whether a link is to be followed. Others can neither replace nor remove one that is, so it stays what was looked at.
-bool is_trusted(const PathBuffer &path, const struct stat &link)
-{
-    constexpr mode_t SHARED = S_ISVTX | S_IWOTH;
-    if (link.st_uid == geteuid())
-        return true;
-    PathBuffer name;
-    struct stat folder;
-    if (!join(name, folder_of(path)) || stat(name, &folder) != 0)
-        return false;
-    if ((folder.st_mode & SHARED) != SHARED || folder.st_uid == link.st_uid)
-        return true;
-    errno = EACCES;
-    return false;
 }
 
 } // namespace
@@ -102,6 +85,21 @@ bool canonical(const char *path, PathBuffer &result)
         return false;
     const bool root = folder[1] == '\0';
     return join(result, root ? "" : folder, "/", base);
+}
+
+bool is_trusted(const PathBuffer &path, const struct stat &status)
+{
+    constexpr mode_t SHARED = S_ISVTX | S_IWOTH;
+    if (status.st_uid == geteuid())
+        return true;
+    PathBuffer name;
+    struct stat folder;
+    if (!join(name, folder_of(path)) || stat(name, &folder) != 0)
+        return false;
+    if ((folder.st_mode & SHARED) != SHARED || folder.st_uid == status.st_uid)
+        return true;
+    errno = EACCES;
+    return false;
 }
 
 bool follow_links(const char *path, PathBuffer &result)

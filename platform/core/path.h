@@ -4,6 +4,8 @@
 #include <climits>
 #include <string_view>
 
+#include <sys/stat.h>
+
 namespace kavo {
 
 using PathBuffer = char[PATH_MAX];
@@ -21,9 +23,13 @@ std::string_view base_of(std::string_view path);
 // need its folder. False with errno.
 bool canonical(const char *path, PathBuffer &result);
 
-// The file that a path stands for: symbolic links in its last part are followed, also to a file that does not exist yet.
-// In a folder like /tmp, sticky and writable by all, only a link of the caller or of the folder's owner is followed, as the
-// system does by itself where it is told to; another one is refused (EACCES). The result is canonical. False with errno.
+// Whether what stands in a folder may be relied on, as far as its owner goes: in a folder like /tmp, sticky and writable by
+// all, only what is the caller's or the folder's owner's. Others can neither replace nor remove that, so it stays what was
+// looked at. False with errno (EACCES).
+bool is_trusted(const PathBuffer &path, const struct stat &status);
+
+// The file that a path stands for: symbolic links in its last part are followed, also to a file that does not exist yet;
+// only those that are trusted, as the system does by itself where it is told to. The result is canonical. False with errno.
 bool follow_links(const char *path, PathBuffer &result);
 
 } // namespace kavo

@@ -6,6 +6,7 @@
 #include <ctime>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include <csignal>
 #include <dirent.h>
@@ -135,12 +136,15 @@ template <class Visit> bool for_each_process(Visit visit)
     }
 }
 
-// Pid files stand in /tmp too.
+// Pid files stand in /tmp too, where anybody may have put them.
 Descriptor open_pid_file(const char *path)
 {
     PathBuffer target;
     struct stat status;
-    return follow_links(path, target) ? open_plain_file(target, status) : Descriptor();
+    if (!follow_links(path, target))
+        return Descriptor();
+    Descriptor file = open_plain_file(target, status);
+    return file && is_trusted(target, status) ? std::move(file) : Descriptor();
 }
 
 // ---- Processes by their name

@@ -1,5 +1,7 @@
 #include "kavonetsdk/iface.h"
 
+#include <cstring>
+
 #include "frame/error.h"
 #include "frame/ifrequest.h"
 #include "frame/log.h"
@@ -9,6 +11,12 @@
 using namespace kavonet;
 
 namespace {
+
+// The kernel makes a name of its own of such a text.
+bool is_pattern(const char *name)
+{
+    return strchr(name, '%') != nullptr;
+}
 
 bool rename_in_kernel(const char *from, const char *to)
 {
@@ -34,7 +42,7 @@ bool rename_in_kernel(const char *from, const char *to)
 
 int KAVONetRenameEth(const char *szOld, const char *szNew)
 {
-    if (!is_interface_name(szOld) || !is_interface_name(szNew))
+    if (!is_interface_name(szOld) || !is_interface_name(szNew) || is_pattern(szNew))
         return fail_at(26, NET_ERR_BAD_PARAMETER, -1);
     const Owned<NetStat, KLIBNetStatFree> found(KLIBNetStatInit(1));
     if (!found)

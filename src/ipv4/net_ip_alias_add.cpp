@@ -19,9 +19,11 @@ const char *text_or_empty(const char *text)
     return text == nullptr ? "" : text;
 }
 
+// An address may be written longer than an alias's text can be: cut, it would be another alias, or one with another prefix.
 bool is_valid(const char *interface, const char *address, unsigned int prefix)
 {
-    return is_short_interface_name(interface) && address != nullptr && BlKLIBIsIpAddr(address) != 0 && prefix <= 32;
+    return is_short_interface_name(interface) && address != nullptr && BlKLIBIsIpAddr(address) != 0 && prefix <= 32 &&
+           !alias_text(address, static_cast<int>(prefix)).cut();
 }
 
 // Whether the address may be added: it stands nowhere in the store, which is well-formed so far as it is read. The prefix

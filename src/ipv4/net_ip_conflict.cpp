@@ -90,7 +90,7 @@ int probe(const char *name, const char *address, const OwnPorts *own)
 {
     // Such a name could not be an interface's, and arping would say just that.
     if (!is_short_interface_name(name))
-        return BAD_PARAMETER;
+        return fail(NET_ERR_BAD_PARAMETER, BAD_PARAMETER);
     Words words;
     for (const char *word : {ARPING, "-D", "-q", "-w", "3", "-c", "3", "-I", name, address})
         words.add(word);

@@ -15,7 +15,7 @@ int BlKAVOLnxIsDHCP(const char *szIf)
     const ConfigLock lock(ConfigLock::NETWORK_READ);
     if (!lock) {
         log_function_err("KLIBCFileLock failed.");
-        return 0;
+        return fail(NET_ERR_LOCK_FAILED, 0);
     }
     const Path path = ifcfg_path(szIf);
     Text<16> protocol;

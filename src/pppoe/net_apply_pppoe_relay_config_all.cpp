@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <cstring>
 
 #include "frame/log.h"
 #include "frame/owner.h"
@@ -19,10 +20,12 @@ bool list_interfaces(StringList &names)
     return names && KLIBCFileEnumDir(RELAY_FOLDER, 0, names.handle(), RELAYS_AT_MOST) >= 0;
 }
 
-// What a setting is written to beside its file, and what a crash may have left of it.
+// What a setting is written to beside its file, ".eth0.Xk3_9aBc", and what a crash may have left of it.
 bool is_temporary(const char *name)
 {
-    return name[0] == '.';
+    constexpr size_t LETTERS = 8;
+    const size_t length = strlen(name);
+    return name[0] == '.' && length > LETTERS + 2 && name[length - LETTERS - 1] == '.';
 }
 
 } // namespace

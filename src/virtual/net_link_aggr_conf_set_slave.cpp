@@ -24,7 +24,7 @@ bool fill_freed(IfcfgKeys &keys, const Path &path)
     keys.remove("BONDING_OPTS");
     keys.remove("MASTER");
     keys.remove("SLAVE");
-    return KAVONetLinkAggrConfUpdateBootProto(path.c_str(), keys.set_keys()) == 0 && keys;
+    return KAVONetLinkAggrConfUpdateBootProto(path.c_str(), keys.set_keys()) >= 0 && keys;
 }
 
 } // namespace

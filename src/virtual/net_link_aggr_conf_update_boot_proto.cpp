@@ -20,7 +20,7 @@ int KAVONetLinkAggrConfUpdateBootProto(const char *szPath, PKLIBSZHASH *ppSet)
     int result = KLIBCSzHashSetValue(ppSet, KEY, "dhcp");
     // An address without its method is none; what stands beside a missing method is left alone.
     for (const char *key : ADDRESS_KEYS) {
-        if (is_set && result == 0)
+        if (is_set && result >= 0)
             result = KLIBCSzHashSetValue(ppSet, key, "");
     }
     return result;

@@ -105,7 +105,7 @@ bool write_master(const KAVOLINKAGGROPT &bond)
         return fail(NET_ERR_OUT_OF_MEMORY, false);
     inherit(bond.szIfname, bond.szSlave[0]);
     const Path path = ifcfg_path(bond.szIfname);
-    const bool has_method = KAVONetLinkAggrConfUpdateBootProto(path.c_str(), keys.set_keys()) == 0;
+    const bool has_method = KAVONetLinkAggrConfUpdateBootProto(path.c_str(), keys.set_keys()) >= 0;
     keys.set("DEVICE", bond.szIfname);
     keys.set("ONBOOT", "yes");
     keys.set("USERCTL", "no");

@@ -104,8 +104,8 @@ void KLIBCSzHashFree(PKLIBSZHASH pHash);
  * a symbolic link is followed to its target, except one that somebody else may have planted: in a folder like /tmp,
  * sticky and writable by all, only a link of the caller or of the folder's owner is followed, by readers too, and another
  * one cannot be opened (0x0900); two writers of different keys lose nothing. A key that is empty or holds
- * '=' or begins with '#', a key or value that holds a newline or carriage return, or a value that holds a double quote
- * where the format quotes, is refused with 0x0D00 and nothing is written.
+ * '=' or begins with '#', or a key or value that holds a newline, a carriage return or, where the format quotes, a double
+ * quote, is refused with 0x0D00 and nothing is written.
  *
  * A format is blanks, "%s" for the key, "=" and text, "%s" for the value and text, in one line; anything else in it,
  * another "%" included, is refused with 0x0D00. Where it has blanks in front, blanks before a key in the file are ignored.
@@ -222,7 +222,8 @@ int KLIBCIsProcAlive(const char *szCmdline);
  * has given back its files and ports, else -1 (0x8100). */
 int KLIBCKill(const char *szCmdline, int flag);
 /* The pid that a pid file holds, a plain decimal number and white space after it; 0 when it holds none, -1 when it
- * cannot be read (0x0900). Links are followed as above; what is no plain file is not opened, so that it never waits. */
+ * cannot be read (0x0900). Links are followed as above, and a file is believed alike: in a folder like /tmp only one of the
+ * caller or of the folder's owner. What is no plain file is not opened, so that it never waits. */
 int KLIBCReadPidFile(const char *szPath);
 /* Describes a process. Returns 0, or -1 when there is none of that pid (0x0900; *pProc stays as it is). */
 int KLIBCProcGetByPid(int pid, KLIBCPROC *pProc);

@@ -149,6 +149,11 @@ TEST_F(NetRenameEth, RefusesWhatIsNoName)
         EXPECT_EQ(-1, KAVONetRenameEth(name, "lan0")) << name;
         EXPECT_EQ(bad_parameter(FILE_NAME, 26), last_error());
     }
+    for (const char *pattern : {"eth%d", "%", "100%"}) {
+        forget();
+        EXPECT_EQ(-1, KAVONetRenameEth("eth0", pattern));
+        EXPECT_EQ(bad_parameter(FILE_NAME, 26), last_error());
+    }
     EXPECT_THAT(names(), testing::Contains("eth0"));
 }
 

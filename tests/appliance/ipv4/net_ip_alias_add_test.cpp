@@ -132,6 +132,7 @@ TEST_F(AliasAdd, RefusesWhatIsNoAlias)
                             {"eth0", "10.0.0.256", 24, "Invalid argument: eth0, 10.0.0.256/24"},
                             {"eth0", "127.0.0.1", 8, "Invalid argument: eth0, 127.0.0.1/8"},
                             {"eth0", "224.0.0.1", 8, "Invalid argument: eth0, 224.0.0.1/8"},
+                            {"eth0", "0xC0.0xA8.0x1.0xA", 24, "Invalid argument: eth0, 0xC0.0xA8.0x1.0xA/24"},
                             {"eth0", "10.0.0", 24, "Invalid argument: eth0, 10.0.0/24"},
                             {"eth0", "", 24, "Invalid argument: eth0, /24"},
                             {"eth0", "fe80::1", 24, "Invalid argument: eth0, fe80::1/24"},

@@ -318,6 +318,7 @@ TEST_F(IpConflictList, NamesThatNoInterfaceHasReachNoCommand)
         clear();
         EXPECT_EQ(0, detect({name}, {"192.0.2.9"})) << name;
         EXPECT_EQ(LOG_INFO, logged_in(FILE_NAME, "Invalid parameter to execute arping for 192.0.2.9 at " + name));
+        EXPECT_EQ(NET_ERR_BAD_PARAMETER, KLIBCErrGet()) << name;
         EXPECT_EQ(0, detect_current({name})) << name;
         EXPECT_THAT(calls(), IsEmpty());
     }

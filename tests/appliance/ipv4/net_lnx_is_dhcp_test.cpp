@@ -93,6 +93,7 @@ TEST_F(LnxIsDhcp, WithoutTheLockTheAnswerIsNo)
     write_ifcfg("eth0", "DEVICE=eth0\n");
     fail_call("KLIBCFileLock");
     EXPECT_EQ(0, BlKAVOLnxIsDHCP("eth0"));
+    EXPECT_TRUE(support::is_set_in("net_lnx_is_dhcp.cpp", NET_ERR_LOCK_FAILED));
     EXPECT_EQ(1U, log_lines().size());
     EXPECT_EQ(LOG_ERR, logged_by(FUNCTION, "KLIBCFileLock failed."));
     EXPECT_EQ("DEVICE=eth0\n", read_file(ifcfg("eth0")));

@@ -53,6 +53,13 @@ TEST_F(ApplyAllRelays, WhatAnInterruptedSettingLeftIsPassedOver)
     EXPECT_THAT(support::entries(RELAY_FOLDER), ElementsAre(".lbr1.abcdefgh", ".ovs_eth0.abcdefgh", "lbr0"));
 }
 
+TEST_F(ApplyAllRelays, AnInterfacesNameMayBeginWithADot)
+{
+    add_bridge(".lan.2");
+    EXPECT_EQ(0, apply());
+    EXPECT_THAT(calls(), ElementsAre(started(".lan.2", "wan0")));
+}
+
 TEST_F(ApplyAllRelays, AMissingFolderIsMadeAndHoldsNothing)
 {
     const mode_t old = umask(0);

@@ -49,13 +49,13 @@ comes_true() { # command
 }
 
 # Runs a command on a terminal, types when the command has said that it is ready, and shows what the terminal showed, and
-# the command's status in a last line.
+# the command's status in a last line. No shell stands above it, whatever the caller's: a key would end that one too.
 at_terminal() { # what is typed, command
     rm -f "$work/ended"
     : >"$work/seen"
     # The end of what is typed is seen by the command too, so it comes when the command has ended.
     (comes_true grep -qs '^ready' "$work/seen"; printf '%b' "$1"; comes_true test -e "$work/ended") |
-        { script --quiet --flush --return --command "$2" "$work/seen"; echo "status $?"; : >"$work/ended"; }
+        { script --quiet --flush --return --command "exec $2" "$work/seen"; echo "status $?"; : >"$work/ended"; }
 }
 
 # ---- Checks

@@ -154,6 +154,8 @@ TEST_F(LineTest, HostileKeysAndValuesAreRefused)
                                 {"A", "v\r", nullptr},
                                 {"A", "\"", nullptr},
                                 {"A", "v\"; rm", "%s=\"%s\"\n"},
+                                {"A\"", "v", nullptr},
+                                {"A\"", "v", "%s=\"%s\"\n"},
                                 {"A", "v\nB=1", "%s=%s\n"},
                                 {nullptr, "v", nullptr},
                                 {"A", nullptr, nullptr},

@@ -101,6 +101,18 @@ TEST_F(PidFileTest, OnlyAPlainFileIsOpened)
         expect_refused(other);
 }
 
+TEST_F(PidFileTest, AFileThatSomebodyElsePlantedIsNotBelieved)
+{
+    const std::string planted = shared + "/z.pid";
+    support::write_file(planted, "77\n");
+    if (chown(planted.c_str(), 65534, 65534) != 0 || chown(path.c_str(), 65534, 65534) != 0)
+        GTEST_SKIP() << "this user cannot give files away";
+    expect_refused(planted);
+    EXPECT_EQ(1234, KLIBCReadPidFile(path.c_str())) << "not everybody can plant one there";
+    ASSERT_EQ(0, chown(shared.c_str(), 65534, 65534));
+    EXPECT_EQ(77, KLIBCReadPidFile(planted.c_str()));
+}
+
 TEST_F(PidFileTest, ALinkThatSomebodyElsePlantedIsNotFollowed)
 {
     const std::string link = shared + "/link";
