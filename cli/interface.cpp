@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <span>
-#include <system_error>
-#include <thread>
 
 #include <net/if.h>
 
@@ -43,53 +40,26 @@ constexpr Listing LISTINGS[] = {
     {"eth", KLIBNetEthEnum},
 };
 
-// From so many on, a second thread saves more than it costs.
-constexpr size_t WORTH_A_THREAD = 64;
-
-// Those that the library does not tell about stay known by their name alone.
-void ask(std::span<Interface> interfaces)
-{
-    for (Interface &interface : interfaces)
-        interface.known = KAVONetIFGetInfo(interface.entry.szName, &interface.entry, nullptr) >= 0;
-}
-
-// Nearly all of the time goes to the kernel, which answers two threads at once.
-void ask_in_two_threads(std::span<Interface> interfaces)
-{
-    size_t own = interfaces.size();
-    std::thread second;
-    if (interfaces.size() >= WORTH_A_THREAD) {
-        try {
-            second = std::thread(ask, interfaces.subspan(own / 2));
-            own /= 2;
-        } catch (const std::system_error &) {
-            // Without a second thread this one asks about all of them.
-        }
-    }
-    ask(interfaces.first(own));
-    if (second.joinable())
-        second.join();
-}
-
 bool list_all(std::vector<Interface> &found)
 {
     std::vector<NetStat> names;
     if (!list_counters(names))
         return false;
-    found.resize(names.size());
-    for (size_t i = 0; i < names.size(); ++i)
-        memcpy(found[i].entry.szName, names[i].szName, sizeof names[i].szName);
-    ask_in_two_threads(found);
-    bool done = true;
-    std::erase_if(found, [&](Interface &interface) {
-        if (interface.known || !done)
+    found.reserve(names.size());
+    for (const NetStat &name : names) {
+        Interface &interface = found.emplace_back();
+        if (KAVONetIFGetInfo(name.szName, &interface.entry, nullptr) >= 0)
+            continue;
+        if (KLIBCErrGet() == NET_ERR_BAD_PARAMETER) {
+            interface.known = false;
+            memcpy(interface.entry.szName, name.szName, sizeof name.szName);
+        } else if (KLIBCErrGet() == NET_ERR_IOCTL_FAILED) {
+            found.pop_back(); // It has gone since the names were read.
+        } else {
             return false;
-        ask({&interface, 1}); // again, for the error record of this thread
-        const bool gone = !interface.known && KLIBCErrGet() == NET_ERR_IOCTL_FAILED; // since the names were read
-        done = interface.known || gone || KLIBCErrGet() == NET_ERR_BAD_PARAMETER;
-        return gone;
-    });
-    return done;
+        }
+    }
+    return true;
 }
 
 bool list_selected(Kind kind, std::vector<Interface> &found)
