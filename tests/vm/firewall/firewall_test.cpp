@@ -103,9 +103,9 @@ filter add dev NAME parent ffff: protocol all matchall action mirred egress mirr
 
 std::string with_name(std::string text, const std::string &name)
 {
-    const std::string placeholder = "NAME";
-    for (size_t at = text.find(placeholder); at != std::string::npos; at = text.find(placeholder, at + name.size()))
-        text.replace(at, placeholder.size(), name);
+    const std::string called = "NAME";
+    for (size_t at = text.find(called); at != std::string::npos; at = text.find(called, at + name.size()))
+        text.replace(at, called.size(), name);
     return text;
 }
 
