@@ -99,8 +99,9 @@ int KAVONetIsSamePPPoERelayConfig(const PPPoERelayConf *pA, const PPPoERelayConf
  * read, the relay does not end or the new one does not start. */
 int KAVONetApplyPPPoERelayConfig(const char *szIf);
 
-/* The same for every file of /etc/sysconfig/pppoe-relay (at most 128), in order of name, up to the first that fails. The
- * folder is created (0754) when it is missing. Returns 0, or -1 as above, or when the folder cannot be made or read. */
+/* The same for every file of /etc/sysconfig/pppoe-relay (at most 128), in order of name, up to the first that fails;
+ * what a setting is written to beside its file is passed over. The folder is created (0754) when it is missing. Returns 0, or
+ * -1 as above, or when the folder cannot be made or read. */
 int KAVONetApplyPPPoERelayConfigAll(void);
 
 /* Deletes every file of /etc/sysconfig/pppoe-relay; relays that run go on. A file that cannot be deleted is logged and no

@@ -14,6 +14,7 @@ namespace {
 CommandResult run_with(const char *streams, const std::string &command)
 {
     const int file = memfd_create("output", MFD_CLOEXEC);
+    EXPECT_LE(0, file) << command;
     const std::string path = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(file);
     // NOLINTNEXTLINE(cert-env33-c): it is a shell that is wanted
     const int status = system(("exec >" + path + streams + "; " + command).c_str());
